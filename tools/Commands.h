@@ -1,0 +1,17 @@
+#pragma once
+// Sub-commands of the nudora program. Each add* function registers one
+// sub-command whose callback stores the exit status it ends with.
+
+namespace CLI {
+class App;
+}
+
+namespace nudora::tool {
+
+void addInfoCommand(CLI::App& app);
+void addPassThroughCommand(CLI::App& app);
+
+void setExitCode(int code);
+int exitCode();
+
+}  // namespace nudora::tool
