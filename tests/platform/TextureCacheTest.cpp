@@ -48,6 +48,8 @@ struct CacheCase {
   bool preferBGRA;
 };
 
+void PrintTo(const CacheCase& c, std::ostream* os) { *os << "ES" << c.api << (c.preferBGRA ? " BGRA" : " RGBA swap"); }
+
 class TextureCacheTest : public ::testing::TestWithParam<CacheCase> {
  protected:
   void SetUp() override {
