@@ -5,7 +5,6 @@
 #include "platform/SerialQueue.h"
 
 namespace nudora {
-
 std::shared_ptr<MotionManager> MotionManager::sharedInstance() {
   static std::shared_ptr<MotionManager> manager = std::make_shared<MotionManager>();
   return manager;
@@ -15,7 +14,7 @@ MotionManager::MotionManager() : queue_(std::make_unique<SerialQueue>("MotionQue
 
 MotionManager::~MotionManager() {
   stopGyroUpdates();
-  queue_.reset();  // drains readings already handed over
+  queue_.reset();  // runs the (now stale, hence skipped) readings still queued
 }
 
 std::shared_ptr<GyroSource> MotionManager::sourceLocked() const {
@@ -28,10 +27,22 @@ std::shared_ptr<GyroSource> MotionManager::sourceLocked() const {
 }
 
 void MotionManager::setSource(std::shared_ptr<GyroSource> source) {
-  stopGyroUpdates();
-  std::lock_guard lock(mutex_);
-  source_ = std::move(source);
-  sourceProbed_ = true;
+  bool wasActive = false;
+  {
+    std::lock_guard control(controlMutex_);
+    std::shared_ptr<GyroSource> old;
+    {
+      std::lock_guard lock(mutex_);
+      wasActive = active_;
+      active_ = false;
+      handler_.reset();
+      old = source_;
+      source_ = std::move(source);
+      sourceProbed_ = true;
+    }
+    if (wasActive && old) old->stop();
+  }
+  if (wasActive && !queue_->isCurrent()) queue_->sync([] {});
 }
 
 std::shared_ptr<GyroSource> MotionManager::source() const {
@@ -61,7 +72,9 @@ double MotionManager::gyroUpdateInterval() const {
 }
 
 void MotionManager::startGyroUpdates(GyroHandler handler) {
+  std::lock_guard control(controlMutex_);
   std::shared_ptr<GyroSource> src;
+  std::shared_ptr<GyroHandler> session;
   double interval;
   {
     std::lock_guard lock(mutex_);
@@ -72,32 +85,51 @@ void MotionManager::startGyroUpdates(GyroHandler handler) {
       consoleLogLevel(kConsoleError, "MotionManager: no gyroscope to start");
       return;
     }
-    handler_ = std::make_shared<GyroHandler>(std::move(handler));
+    session = std::make_shared<GyroHandler>(std::move(handler));
+    handler_ = session;
     active_ = true;
   }
-  auto handlerCopy = handler_;
-  SerialQueue* queue = queue_.get();
-  bool started = src->start(interval, [handlerCopy, queue](const GyroData& data) {
-    queue->async([handlerCopy, data] { (*handlerCopy)(&data, nullptr); });
+  // The handler object doubles as the session token: a reading runs the
+  // handler only while handler_ is still the object it was queued with, so
+  // readings queued before a stop (or before a restart) are dropped. Holding
+  // the token keeps its address from being reused by a later session.
+  bool started = src->start(interval, [this, session](const GyroData& data) {
+    queue_->async([this, session, data] {
+      {
+        std::lock_guard lock(mutex_);
+        if (handler_ != session) return;
+      }
+      (*session)(&data, nullptr);
+    });
   });
   if (!started) {
-    std::lock_guard lock(mutex_);
-    active_ = false;
-    handler_.reset();
+    {
+      std::lock_guard lock(mutex_);
+      active_ = false;
+      handler_.reset();
+    }
     consoleLogLevel(kConsoleError, "MotionManager: %s did not start", src->describe().c_str());
   }
 }
 
 void MotionManager::stopGyroUpdates() {
-  std::shared_ptr<GyroSource> src;
   {
-    std::lock_guard lock(mutex_);
-    if (!active_) return;
-    active_ = false;
-    src = source_;
-    handler_.reset();
+    std::lock_guard control(controlMutex_);
+    std::shared_ptr<GyroSource> src;
+    {
+      std::lock_guard lock(mutex_);
+      if (!active_) return;
+      active_ = false;
+      src = source_;
+      handler_.reset();
+    }
+    if (src) src->stop();
   }
-  if (src) src->stop();
+  // A reading that passed the session check just before the reset may still
+  // be inside the handler; waiting for the queue lets the caller tear down
+  // what the handler touches once this returns. From the handler itself there
+  // is nothing to wait for.
+  if (!queue_->isCurrent()) queue_->sync([] {});
 }
 
 void MotionManager::waitUntilDelivered() {

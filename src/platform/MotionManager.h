@@ -60,6 +60,9 @@ class MotionManager {
   double gyroUpdateInterval() const;
   // Starts delivering readings to handler on the delivery thread.
   void startGyroUpdates(GyroHandler handler);
+  // No handler call starts after this returns; readings still queued are
+  // dropped. From another thread it also waits for a handler call that is
+  // running, so the caller must not hold a lock that the handler takes.
   void stopGyroUpdates();
 
   // Blocks until every reading delivered so far has gone through the handler.
@@ -68,6 +71,11 @@ class MotionManager {
  private:
   std::shared_ptr<GyroSource> sourceLocked() const;  // mutex_ held
 
+  // Start, stop and source changes must not interleave: a stop that slipped
+  // in between publishing a new handler and starting the source would leave
+  // the source running with nobody listening. It is never held while waiting
+  // for the delivery thread, so a handler may itself start or stop updates.
+  std::mutex controlMutex_;
   mutable std::mutex mutex_;
   mutable std::shared_ptr<GyroSource> source_;
   mutable bool sourceProbed_ = false;

@@ -1,0 +1,192 @@
+// The motion manager's delivery and stop guarantees, driven by host-pushed
+// readings so that every step is under the test's control.
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <functional>
+#include <future>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/Console.h"
+#include "platform/HostGyroSource.h"
+#include "platform/IioGyroSource.h"
+#include "platform/MotionManager.h"
+#include "platform/SerialQueue.h"
+
+namespace nudora {
+namespace {
+
+// Collects console lines (and keeps them off stderr) while alive.
+class ConsoleCapture {
+ public:
+  ConsoleCapture() {
+    Console::setSinkForTesting([](const std::string&) {});
+    token_ = Console::addListener([this](const ConsoleRecord& r) {
+      std::lock_guard lock(mutex_);
+      if (const std::string* m = r.get("Message")) lines_ += *m + "\n";
+    });
+  }
+  ~ConsoleCapture() {
+    Console::removeListener(token_);
+    Console::setSinkForTesting(nullptr);
+  }
+  int count(const std::string& fragment) {
+    std::lock_guard lock(mutex_);
+    int n = 0;
+    for (size_t at = lines_.find(fragment); at != std::string::npos; at = lines_.find(fragment, at + 1)) ++n;
+    return n;
+  }
+
+ private:
+  uint64_t token_ = 0;
+  std::mutex mutex_;
+  std::string lines_;
+};
+
+class MotionManagerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    manager_ = std::make_shared<MotionManager>();
+    host_ = std::make_shared<HostGyroSource>();
+    manager_->setSource(host_);
+  }
+
+  // A handler that records each reading and, on the first one, blocks until
+  // release() and then runs afterFirst.
+  void startBlockingOnFirst(std::function<void()> afterFirst = {}) {
+    manager_->startGyroUpdates([this, afterFirst](const GyroData* d, const std::string*) {
+      bool first;
+      {
+        std::lock_guard lock(mutex_);
+        first = timestamps_.empty();
+        timestamps_.push_back(d->timestamp);
+      }
+      if (first) {
+        entered_.set_value();
+        release_.get_future().wait();
+        if (afterFirst) afterFirst();
+        firstFinished_ = true;
+      }
+    });
+  }
+  std::vector<double> timestamps() {
+    std::lock_guard lock(mutex_);
+    return timestamps_;
+  }
+  // Pushes reading 1, waits until the handler holds it, then queues 2..5 behind it.
+  void pushOneHeldAndFourQueued() {
+    ASSERT_TRUE(host_->push(0, 0, 0, 1.0));
+    entered_.get_future().wait();
+    for (int i = 2; i <= 5; ++i) ASSERT_TRUE(host_->push(0, 0, 0, i));
+  }
+
+  std::shared_ptr<MotionManager> manager_;
+  std::shared_ptr<HostGyroSource> host_;
+  std::mutex mutex_;
+  std::vector<double> timestamps_;
+  std::promise<void> entered_, release_;
+  std::atomic<bool> firstFinished_{false};
+};
+
+TEST_F(MotionManagerTest, HostReadingsAreDeliveredInOrderOnlyWhileStarted) {
+  EXPECT_FALSE(host_->push(1, 2, 3, 0.5));
+  EXPECT_EQ(host_->ignoredCount(), 1u);
+
+  std::vector<GyroData> got;
+  std::vector<std::string> threads;
+  manager_->startGyroUpdates([&](const GyroData* d, const std::string*) {
+    got.push_back(*d);  // only the delivery thread writes; waitUntilDelivered orders the read
+    threads.push_back(SerialQueue::currentLabel());
+  });
+  ASSERT_TRUE(manager_->isGyroActive());
+  for (int i = 0; i < 50; ++i) ASSERT_TRUE(host_->push(i, -i, 2 * i, 10.0 + i));
+  manager_->waitUntilDelivered();
+  ASSERT_EQ(got.size(), 50u);
+  for (int i = 0; i < 50; ++i) {
+    EXPECT_EQ(got[i].timestamp, 10.0 + i);
+    EXPECT_EQ(got[i].y, -i);
+    EXPECT_EQ(threads[i], "MotionQueue");
+  }
+
+  ConsoleCapture console;
+  EXPECT_FALSE(host_->push(NAN, 0, 0, 1.0));
+  EXPECT_FALSE(host_->push(0, INFINITY, 0, 1.0));
+  EXPECT_EQ(host_->rejectedCount(), 2u);
+  EXPECT_EQ(console.count("not finite"), 1);
+
+  manager_->stopGyroUpdates();
+  EXPECT_FALSE(manager_->isGyroActive());
+  EXPECT_FALSE(host_->push(1, 2, 3));
+  EXPECT_EQ(host_->ignoredCount(), 2u);
+  EXPECT_EQ(host_->deliveredCount(), 50u);
+}
+
+TEST_F(MotionManagerTest, StopFromTheHandlerDropsReadingsAlreadyQueued) {
+  startBlockingOnFirst([this] { manager_->stopGyroUpdates(); });
+  pushOneHeldAndFourQueued();
+  release_.set_value();
+  manager_->waitUntilDelivered();
+  EXPECT_EQ(timestamps(), std::vector<double>{1.0});
+  EXPECT_FALSE(manager_->isGyroActive());
+  EXPECT_FALSE(host_->push(0, 0, 0, 6.0));  // the source was stopped too
+}
+
+TEST_F(MotionManagerTest, StopElsewhereWaitsForTheRunningHandlerAndDropsTheRest) {
+  startBlockingOnFirst();
+  pushOneHeldAndFourQueued();
+  std::atomic<bool> stopReturned{false};
+  std::atomic<bool> handlerDoneAtReturn{false};
+  std::thread stopper([&] {
+    manager_->stopGyroUpdates();
+    handlerDoneAtReturn = firstFinished_.load();
+    stopReturned = true;
+  });
+  while (manager_->isGyroActive()) std::this_thread::yield();
+  // The stop has taken effect but must still be waiting for reading 1.
+  EXPECT_FALSE(stopReturned.load());
+  release_.set_value();
+  stopper.join();
+  EXPECT_TRUE(handlerDoneAtReturn.load());
+  manager_->waitUntilDelivered();
+  EXPECT_EQ(timestamps(), std::vector<double>{1.0});
+}
+
+TEST_F(MotionManagerTest, SetSourceWhileRunningStopsTheOldSource) {
+  std::atomic<int> calls{0};
+  auto count = [&](const GyroData*, const std::string*) { ++calls; };
+  manager_->startGyroUpdates(count);
+  ASSERT_TRUE(host_->push(0, 0, 0));
+  manager_->waitUntilDelivered();
+
+  auto second = std::make_shared<HostGyroSource>();
+  manager_->setSource(second);
+  EXPECT_EQ(manager_->source(), second);
+  EXPECT_FALSE(manager_->isGyroActive());
+  EXPECT_FALSE(host_->push(0, 0, 0));
+  EXPECT_EQ(calls.load(), 1);
+
+  manager_->startGyroUpdates(count);
+  ASSERT_TRUE(second->push(0, 0, 0));
+  manager_->waitUntilDelivered();
+  EXPECT_EQ(calls.load(), 2);
+
+  // A source with no device leaves the manager inactive, with a reason.
+  auto empty = std::filesystem::temp_directory_path() / "nudora-no-iio-devices-here";
+  manager_->setSource(std::make_shared<IioGyroSource>(empty.string()));
+  ConsoleCapture console;
+  EXPECT_FALSE(manager_->isGyroAvailable());
+  manager_->startGyroUpdates(count);
+  EXPECT_FALSE(manager_->isGyroActive());
+  EXPECT_EQ(console.count("MotionManager: no gyroscope to start"), 1);
+}
+
+}  // namespace
+}  // namespace nudora
