@@ -1,0 +1,1 @@
+    color.rgb = lookupTable(lut, color.rgb);

@@ -1,0 +1,1 @@
+    color.rgb = lookupCube(color.rgb);

@@ -1,0 +1,1 @@
+    vec4 color = texture(original, coord);

@@ -1,0 +1,3 @@
+// Inputs every filter shader gets (ES 3 frame).
+in vec2 uv;
+#prelude filter_inputs

@@ -1,0 +1,3 @@
+// Inputs every filter shader gets (ES 2 frame).
+varying vec2 uv;
+#prelude filter_inputs

@@ -1,0 +1,2 @@
+    gl_FragColor = vec4(clamp(color.rgb, 0.0, 1.0), 1.0);
+}

@@ -1,0 +1,3 @@
+#version 300 es
+precision highp float;
+precision highp int;

@@ -1,0 +1,22 @@
+// Samplers on units 0..7 and the values the filter pass sets every frame.
+uniform sampler2D original;
+uniform sampler2D gaussianLevel1;
+uniform sampler2D gaussianLevel2;
+uniform sampler2D gaussianLevel3;
+uniform sampler2D gaussianLevel4;
+uniform sampler2D lens_auxilary;
+uniform sampler2D style_auxilary;
+uniform int mirror;
+uniform float beautify;
+uniform float localtonemappingstrength;
+uniform int stretchFace;
+uniform int imageWidth;
+uniform int blurlevel;
+uniform int localtonemappingtype;
+uniform vec2 imagestep;
+uniform vec2 wvh;
+uniform float frameCount;
+uniform int isPostprocessing;
+uniform int direction;
+uniform float commonInput;
+uniform float invZoom;

@@ -1,0 +1,18 @@
+#pragma once
+// Assembles the fragment shader of a multi-frame synthesis pass: the common
+// frame around one body piece chosen by the synthesis type (1 HDR, 2 denoise,
+// 3 motion sequence; any other type adds no body).
+//
+// Thread rules: stateless; callable from any thread.
+
+#include <cstdint>
+#include <string>
+
+namespace nudora {
+
+class OrvoSynthesizerGenerator {
+ public:
+  static std::string generateShaderCodewithForFunction(int64_t synthesisType);
+};
+
+}  // namespace nudora

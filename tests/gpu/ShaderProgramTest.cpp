@@ -1,0 +1,206 @@
+// Shader text: storage, deciphering, assembly order of the filter shader,
+// and programs built from it on ES 3 and ES 2 contexts.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "gpu/OrvoCrypt.h"
+#include "gpu/OrvoFilterGenerator.h"
+#include "gpu/OrvoProcessHelpers.h"
+#include "gpu/OrvoSynthesizerGenerator.h"
+#include "gpu/ShaderPieces.h"
+#include "platform/Console.h"
+#include "platform/EglContext.h"
+
+namespace nudora {
+namespace {
+
+std::string plain(const char* piece) { return OrvoFilterGenerator::tShader(piece); }
+
+// Captures console lines for the life of the object.
+struct ConsoleCapture {
+  ConsoleCapture() {
+    Console::setSinkForTesting([this](const std::string& line) { lines.push_back(line); });
+  }
+  ~ConsoleCapture() { Console::setSinkForTesting(nullptr); }
+  bool saw(const std::string& text) const {
+    for (const auto& line : lines) {
+      if (line.find(text) != std::string::npos) return true;
+    }
+    return false;
+  }
+  std::vector<std::string> lines;
+};
+
+TEST(OrvoCrypt, RoundTripsTextAndRejectsWhatIsNotCipherText) {
+  const std::string text = "uniform sampler2D original;\nvoid main() { /* é */ }\n";
+  std::string stored = OrvoCrypt::encryptText(text);
+  ASSERT_FALSE(stored.empty());
+  EXPECT_EQ(stored.find("uniform"), std::string::npos);
+  EXPECT_EQ(OrvoCrypt::decryptText(stored), text);
+  EXPECT_EQ(OrvoCrypt::decryptText("not base64!"), "");
+  EXPECT_EQ(OrvoCrypt::decryptText("QUJD"), "");  // valid base64, not a whole block
+}
+
+TEST(OrvoFilterGenerator, PlainPiecesStandAsTheyAreAndOthersAreDeciphered) {
+  EXPECT_EQ(OrvoFilterGenerator::tShader(" void main() {}"), " void main() {}");
+  EXPECT_EQ(OrvoFilterGenerator::tShader("{ x }"), "{ x }");
+  const std::string text = "void main() { gl_FragColor = vec4(1.0); }\n";
+  EXPECT_EQ(OrvoFilterGenerator::tShader(OrvoCrypt::encryptText(text).c_str()), text);
+  // Neither plain nor cipher text: used as it stands.
+  EXPECT_EQ(OrvoFilterGenerator::tShader("precision"), "precision");
+  EXPECT_EQ(OrvoFilterGenerator::tShader(nullptr), "");
+}
+
+TEST(OrvoFilterGenerator, AssemblesTheFrameAndFilterPiecesInOrder) {
+  // Style 18 is the plain lookup table; no lens.
+  std::string text = OrvoFilterGenerator::generateShaderCodewithStyleIndex(18, 0, true, true, true);
+  const std::vector<const char*> order = {fshGLES3,           fshBlendModes,
+                                          fshFilterCommonParameters, fsh3DLUTParameters,
+                                          fshFilterCommonHead_part1, fshFilterCommonHead_part2,
+                                          fshFaceSmooth,      fshLocalToneMapping,
+                                          fsh3DLUT,           fshTail};
+  size_t last = 0;
+  for (size_t i = 0; i < order.size(); ++i) {
+    size_t at = text.find(plain(order[i]), last);
+    ASSERT_NE(at, std::string::npos) << "piece " << i << " missing or out of order";
+    last = at + 1;
+  }
+  EXPECT_EQ(text.find(plain(fshRGBHSL)), std::string::npos);
+
+  // Style 29 forces tone mapping even when it is not asked for.
+  std::string forced = OrvoFilterGenerator::generateShaderCodewithStyleIndex(29, 0, false, false, true);
+  EXPECT_NE(forced.find(plain(fshLocalToneMapping)), std::string::npos);
+  EXPECT_EQ(forced.find(plain(fshFaceSmooth)), std::string::npos);
+}
+
+TEST(OrvoFilterGenerator, ConflictingLensGetsNoSmoothingOrToneMapping) {
+  // Lens 23 (defog) conflicts; style 29 would force tone mapping otherwise.
+  std::string text = OrvoFilterGenerator::generateShaderCodewithStyleIndex(29, 23, true, true, true);
+  EXPECT_EQ(text.find(plain(fshFaceSmooth)), std::string::npos);
+  EXPECT_EQ(text.find(plain(fshLocalToneMapping)), std::string::npos);
+  // Lens 28 asks for the RGB/HSL helpers.
+  EXPECT_NE(OrvoFilterGenerator::generateShaderCodewithStyleIndex(0, 28, false, false, true).find(plain(fshRGBHSL)),
+            std::string::npos);
+}
+
+TEST(OrvoFilterGenerator, Es2FrameRewritesEveryTextureCall) {
+  std::string text = OrvoFilterGenerator::generateShaderCodewithStyleIndex(18, 0, true, true, false);
+  EXPECT_EQ(text.find(plain(fshGLES3)), std::string::npos);
+  EXPECT_NE(text.find(plain(fshTail_GLES1)), std::string::npos);
+  size_t count = 0;
+  for (size_t at = text.find("texture"); at != std::string::npos; at = text.find("texture", at + 1)) {
+    EXPECT_EQ(text.compare(at, 9, "texture2D"), 0) << "at " << at << ": " << text.substr(at, 20);
+    ++count;
+  }
+  EXPECT_GT(count, 3u);
+}
+
+TEST(OrvoSynthesizerGenerator, UnknownTypesGetTheFrameWithoutABody) {
+  std::string none = OrvoSynthesizerGenerator::generateShaderCodewithForFunction(0);
+  EXPECT_EQ(none, OrvoSynthesizerGenerator::generateShaderCodewithForFunction(4));
+  EXPECT_EQ(none.rfind(plain(fshBlendModes), 0), 0u);
+}
+
+class ProgramTest : public ::testing::TestWithParam<int> {
+ protected:
+  void SetUp() override {
+    context_ = EglContext::create(GetParam());
+    if (!context_) GTEST_SKIP() << "no OpenGL ES " << GetParam() << " context on this machine";
+    ASSERT_TRUE(context_->makeCurrent());
+  }
+  void TearDown() override {
+    if (context_) EglContext::clearCurrent();
+  }
+  bool es3() const { return GetParam() == 3; }
+  std::unique_ptr<EglContext> context_;
+};
+
+TEST_P(ProgramTest, BrokenPieceGivesProgramZeroWithTheCompileLog) {
+  ConsoleCapture console;
+  GLuint program = OrvoProcessHelpers::loadShadersWithPathForEncryptedVsh(
+      vshPassThrough_GLES1, " void main() { this is not glsl; }");
+  EXPECT_EQ(program, 0u);
+  EXPECT_TRUE(console.saw("Shader compile log:\n"));
+  EXPECT_TRUE(console.saw("Failed to compile fragment shader"));
+  EXPECT_FALSE(console.saw("Failed to compile vertex shader"));
+}
+
+TEST_P(ProgramTest, HandleFormReplacesTheProgramAndDeleteZeroesIt) {
+  GLuint program = 0;
+  OrvoProcessHelpers::loadShadersWithPathForEncryptedVsh(vshPassThrough_GLES1, fshPassThrough_GLES1, &program);
+  ASSERT_NE(program, 0u);
+  GLuint first = program;
+  OrvoProcessHelpers::loadShadersWithPathForEncryptedVsh(vshPassThrough_GLES1, fshPassThrough_GLES1, &program);
+  EXPECT_NE(program, 0u);
+  EXPECT_FALSE(glIsProgram(first));
+  OrvoProcessHelpers::deleteProgram(&program);
+  EXPECT_EQ(program, 0u);
+  OrvoProcessHelpers::deleteProgram(&program);
+  EXPECT_EQ(program, 0u);
+}
+
+TEST_P(ProgramTest, FilterProgramsBuildForEveryFrameCombination) {
+  ConsoleCapture console;
+  for (int64_t style : {0, 18}) {
+    for (bool beautify : {false, true}) {
+      for (bool toneMapping : {false, true}) {
+        GLuint program =
+            OrvoProcessHelpers::loadPostProcessShaderWithfilterIndex(style, 0, beautify, toneMapping, es3());
+        EXPECT_NE(program, 0u) << "style " << style << " beautify " << beautify << " tone " << toneMapping;
+        OrvoProcessHelpers::deleteProgram(&program);
+      }
+    }
+  }
+  for (const auto& line : console.lines) ADD_FAILURE() << line;
+}
+
+TEST_P(ProgramTest, EveryStandAlonePieceCompilesFromPlainAndEncipheredStorage) {
+  ConsoleCapture console;
+  const std::string suffix = "_GLES1";
+  for (std::string_view name : shaderPieceNames()) {
+    std::string n(name);
+    const bool es2Piece = n.size() > suffix.size() && n.compare(n.size() - suffix.size(), suffix.size(), suffix) == 0;
+    // Stand-alone programs start with the version/precision prelude; frame
+    // pieces are checked through the assembled filter programs.
+    std::string text = plain(shaderPieceNamed(name));
+    const bool standAlone = text.find("#version 300 es") != std::string::npos ||
+                            text.find("GL_FRAGMENT_PRECISION_HIGH") != std::string::npos;
+    if (!standAlone || n == "fshFilterCommonParameters_GLES1") continue;
+    if (!es3() && !es2Piece) continue;  // ES 3 pieces need an ES 3 context
+    const GLenum type = n.rfind("vsh", 0) == 0 ? GL_VERTEX_SHADER : GL_FRAGMENT_SHADER;
+    const std::string cipher = OrvoCrypt::encryptText(text);
+    for (const std::string& stored : {std::string(shaderPieceNamed(name)), cipher}) {
+      GLuint shader = 0;
+      EXPECT_TRUE(OrvoProcessHelpers::compileEncryptedShader(&shader, type, stored.c_str())) << n;
+      if (shader) glDeleteShader(shader);
+    }
+  }
+  for (const auto& line : console.lines) ADD_FAILURE() << line;
+}
+
+TEST_P(ProgramTest, TextureHelpersKeepTheirContracts) {
+  GLuint texture = 0;
+  OrvoProcessHelpers::generateTexture(&texture, 8, 4, GL_RGBA);
+  ASSERT_NE(texture, 0u);
+  glBindTexture(GL_TEXTURE_2D, texture);
+  OrvoProcessHelpers::set2DTextureParametersNearest();
+  GLint minFilter = 0, magFilter = 0;
+  glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, &minFilter);
+  glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, &magFilter);
+  EXPECT_EQ(minFilter, GL_LINEAR);  // deliberately never nearest
+  EXPECT_EQ(magFilter, GL_LINEAR);
+  glBindTexture(GL_TEXTURE_2D, 0);
+  OrvoProcessHelpers::deleteTexture(&texture);
+  EXPECT_EQ(texture, 0u);
+  GLuint notATexture = 12345;
+  OrvoProcessHelpers::deleteTexture(&notATexture);
+  EXPECT_EQ(notATexture, 12345u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Api, ProgramTest, ::testing::Values(3, 2),
+                         [](const ::testing::TestParamInfo<int>& info) { return "ES" + std::to_string(info.param); });
+
+}  // namespace
+}  // namespace nudora
