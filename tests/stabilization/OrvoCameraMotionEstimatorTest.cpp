@@ -1,0 +1,405 @@
+#include "stabilization/OrvoCameraMotionEstimator.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+
+#include "platform/Clock.h"
+#include "platform/Console.h"
+#include "platform/KeyValueStore.h"
+#include "platform/MotionManager.h"
+#include "stabilization/OrvoMotionSampleRingBuffer.h"
+
+namespace nudora {
+namespace {
+
+class FakeGyroSource : public GyroSource {
+ public:
+  bool available = true;
+  int starts = 0;
+  int stops = 0;
+  Deliver deliver;
+  bool isAvailable() const override { return available; }
+  bool start(double, Deliver d) override {
+    ++starts;
+    deliver = std::move(d);
+    return true;
+  }
+  void stop() override {
+    ++stops;
+    deliver = nullptr;
+  }
+  std::string describe() const override { return "fake gyro"; }
+};
+
+// Reference rotations in double precision through glm's own Hamilton product.
+glm::dquat toDouble(const glm::quat& q) {
+  glm::dquat r;
+  r.x = q.x;
+  r.y = q.y;
+  r.z = q.z;
+  r.w = q.w;
+  return r;
+}
+
+glm::dquat axisAngle(glm::dvec3 axis, double angle) {
+  axis = glm::normalize(axis);
+  glm::dquat r;
+  r.x = axis.x * std::sin(angle / 2);
+  r.y = axis.y * std::sin(angle / 2);
+  r.z = axis.z * std::sin(angle / 2);
+  r.w = std::cos(angle / 2);
+  return r;
+}
+
+// Angle in radians of the rotation taking want to got.
+double angleBetween(const glm::quat& got, const glm::dquat& want) {
+  const glm::dquat d = glm::conjugate(want) * toDouble(got);
+  return 2.0 * std::atan2(std::sqrt(d.x * d.x + d.y * d.y + d.z * d.z), std::fabs(d.w));
+}
+
+// Device rates for a wanted image-axis rate (rear camera): image x = -device y,
+// image y = device x, image z = device z.
+glm::dvec3 deviceFromImage(glm::dvec3 image) { return {image.y, -image.x, image.z}; }
+
+class EstimatorTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/nudora-gyro-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    folder = pattern;
+    store = std::make_shared<KeyValueStore>(folder);
+    source = std::make_shared<FakeGyroSource>();
+    manager = std::make_shared<MotionManager>();
+    manager->setSource(source);
+    Clock::startVirtual(t0);
+    OrvoCameraMotionEstimator::setCalibrationHoldOffForTesting(0);
+    est = std::make_unique<OrvoCameraMotionEstimator>(manager, store);
+    ASSERT_TRUE(est->setCameraParameters(OrvoCameraParameters{4.0f, 4.8f, 3.6f, 1.0f, 0.75f, 0.032f, 0.01}));
+    token = Console::addListener([this](const ConsoleRecord& r) {
+      std::lock_guard lock(linesMutex);
+      lines.push_back(*r.get("Message"));
+    });
+  }
+  void TearDown() override {
+    Console::removeListener(token);
+    est.reset();
+    Clock::stopVirtual();
+    std::filesystem::remove_all(folder);
+  }
+  int logged(const std::string& text) {
+    std::lock_guard lock(linesMutex);
+    return static_cast<int>(std::count(lines.begin(), lines.end(), text));
+  }
+  OrvoMotionSampleRingBuffer& ring() { return *est->motionSampleRingBuffer(); }
+  // Writes readings every 10 ms up to tEnd, rates in image axes.
+  void feedUntil(double tEnd, const std::function<glm::dvec3(double)>& imageRate) {
+    for (; nextSample <= tEnd; nextSample += 0.01) {
+      const glm::dvec3 d = deviceFromImage(imageRate(nextSample));
+      ring().enqueueOneSample(d.x, d.y, d.z, nextSample);
+    }
+  }
+
+  const double t0 = 1000.0;
+  double nextSample = t0 - 0.5;
+  std::string folder;
+  std::shared_ptr<KeyValueStore> store;
+  std::shared_ptr<FakeGyroSource> source;
+  std::shared_ptr<MotionManager> manager;
+  std::unique_ptr<OrvoCameraMotionEstimator> est;
+  uint64_t token = 0;
+  std::mutex linesMutex;
+  std::vector<std::string> lines;
+};
+
+TEST_F(EstimatorTest, EnableAndDisableAreReferenceCounted) {
+  est->setMirror(true);
+  EXPECT_TRUE(ring().mirror());
+  ring().enqueueOneSample(0.1, 0.1, 0.1, 1.0);
+  est->adjustMotion(quaternionMake(0.1f, 0.0f, 0.0f, 1.0f));
+  ASSERT_TRUE(est->enable());
+  EXPECT_TRUE(est->enable());
+  EXPECT_EQ(source->starts, 1);
+  EXPECT_TRUE(est->enabled() && manager->isGyroActive());
+  EXPECT_FALSE(ring().hasValidGyroData());  // start-up empties the ring and its mirror
+  EXPECT_FALSE(ring().mirror());
+  EXPECT_EQ(est->getCurrentQ(), quaternionIdentity());
+  EXPECT_EQ(est->lastFrameTimeStamp(), t0);
+
+  est->disable();
+  EXPECT_TRUE(manager->isGyroActive());
+  est->disable();
+  EXPECT_FALSE(manager->isGyroActive() || est->enabled());
+  EXPECT_EQ(source->stops, 1);
+  EXPECT_EQ(logged("Unbalanced disabling OrvoCameraMotionEstimator"), 0);
+  est->disable();
+  EXPECT_EQ(logged("Unbalanced disabling OrvoCameraMotionEstimator"), 1);
+}
+
+TEST_F(EstimatorTest, WithoutGyroEnableFailsOnceAndFramesGetNoMotion) {
+  source->available = false;
+  EXPECT_FALSE(est->enable());
+  EXPECT_EQ(logged("Gyro is not available on this device."), 1);
+  EXPECT_TRUE(est->enable());  // the failed call still counted
+  EXPECT_EQ(source->starts, 0);
+  OrvoFrameMotion m;
+  m.frameRotation = quaternionMake(1, 2, 3, 4);
+  EXPECT_FALSE(est->estimateFrameMotion(&m, t0 + 0.1, 1.0f));
+  EXPECT_EQ(m.frameRotation, quaternionMake(1, 2, 3, 4));
+  est->disable();
+  est->disable();
+  EXPECT_EQ(logged("Unbalanced disabling OrvoCameraMotionEstimator"), 0);
+}
+
+TEST_F(EstimatorTest, HandlerStampsArrivalTimeOnTheUptimeClock) {
+  ASSERT_TRUE(est->enable());
+  Clock::setVirtualTime(t0 + 0.25);
+  source->deliver(GyroData{3.0, 0.1, 0.2, 0.3});  // the reading's own stamp is ignored
+  manager->waitUntilDelivered();
+  Clock::setVirtualTime(t0 + 0.26);
+  est->handleGyroData(nullptr, nullptr);
+  OrvoMotionSample raw[256];
+  ASSERT_EQ(ring().getAllRawSamplesInto(raw), 2);
+  EXPECT_EQ(raw[0].timestamp, t0 + 0.25);
+  EXPECT_EQ(raw[0].x, -0.2f);
+  EXPECT_EQ(raw[0].y, 0.1f);
+  EXPECT_EQ(raw[0].z, 0.3f);
+  EXPECT_EQ(raw[1].timestamp, t0 + 0.26);
+  EXPECT_EQ(raw[1].x, 0.0f);
+}
+
+TEST_F(EstimatorTest, ConstantRateGivesClosedFormFrameAndRowBandRotations) {
+  ASSERT_TRUE(est->enable());
+  const OrvoRotationRate drift{0.02, -0.01, 0.005};
+  est->setGyroZeroDrift(drift);  // must be taken off every reading
+  const glm::dvec3 w(0.4, -0.3, 0.5);
+  const glm::dvec3 measured = w + glm::dvec3(drift.x, drift.y, drift.z);
+  feedUntil(t0 + 0.5, [&](double) { return measured; });
+
+  OrvoFrameMotion m;
+  double frameTime = t0;
+  for (float zoom : {1.0f, 2.0f}) {
+    frameTime += 0.1;
+    ASSERT_TRUE(est->estimateFrameMotion(&m, frameTime, zoom));
+    ASSERT_FALSE(est->steady());
+    const double elapsed = frameTime - t0;  // the delay shift cancels at a constant rate
+    EXPECT_LT(angleBetween(m.frameRotation, axisAngle(w, glm::length(w) * elapsed)), 5e-6) << "zoom " << zoom;
+    const double band = 0.032 / zoom / 64;
+    for (int k = 0; k < 64; ++k)
+      ASSERT_LT(angleBetween(m.rowBandRotation[k], axisAngle(w, glm::length(w) * band * k)), 2e-6)
+          << "zoom " << zoom << " band " << k;
+  }
+}
+
+// A rate rising linearly through the readout: band k must hold the integral
+// step k + 10 (step k)^2 of 1 + 20 (t - tf), which sampling each band at its
+// middle reproduces exactly (a band-start sample errs by up to 1.6e-4 rad).
+TEST_F(EstimatorTest, RowBandsFollowARisingRate) {
+  ASSERT_TRUE(est->enable());
+  const glm::dvec3 axis = glm::normalize(glm::dvec3(0.3, -0.5, 0.8));
+  const double tf = t0 + 0.2, shifted = tf + 0.01;  // zoom 1: the delay shift only
+  feedUntil(t0 + 0.4, [&](double t) { return axis * (1.0 + 20.0 * std::clamp(t - shifted, -0.05, 0.1)); });
+  OrvoFrameMotion m;
+  ASSERT_TRUE(est->estimateFrameMotion(&m, tf, 1.0f));
+  const double band = 0.032 / 64;
+  glm::dquat want[64];
+  for (int k = 0; k < 64; ++k) {
+    want[k] = axisAngle(axis, band * k + 10.0 * (band * k) * (band * k));
+    ASSERT_LT(angleBetween(m.rowBandRotation[k], want[k]), 3e-6) << "band " << k;
+  }
+  // The stabiliser's lookup rotations, after a correction about another axis
+  // so that the order of the product shows.
+  est->adjustMotion(quaternionMake(0.0f, 0.0f, 0.1f, 1.0f));
+  glm::quat inv[64];
+  est->getInvertedIntraFrameMotion(inv, &m);
+  for (int k = 0; k < 64; k += 9)
+    EXPECT_LT(angleBetween(inv[k], glm::conjugate(toDouble(est->getCurrentQ()) * want[k])), 3e-6) << "band " << k;
+}
+
+// A rate A sin(2 pi f t) about a fixed axis over 300 frames (10 s at 30 fps,
+// four ring lengths): the accumulated rotation must follow the integral of the
+// rate, A / (2 pi f) (1 - cos(2 pi f t)), sampled at the frame time plus the
+// delay shift (0.01 - 0.03 * (0.5 - 0.5 / 1.5) = 0.005 s at zoom 1.5).
+// Integrating the piecewise linear rate of 100 Hz readings errs by about
+// dt^2 / 12 * (rate'(t) - rate'(0)) <= 1e-4 / 12 * 2 * A * 2 pi f = 8.8e-5 rad,
+// plus single-precision rounding; the largest error measured over the run is
+// 9.1e-5 rad. A wrong delay shift or zoom lead would err by 1e-3 or more.
+TEST_F(EstimatorTest, SinusoidalRateIntegratesToClosedFormOverManyFrames) {
+  ASSERT_TRUE(est->setCameraParameters(OrvoCameraParameters{4.0f, 4.8f, 3.6f, 1.0f, 0.75f, 0.03f, 0.01}));
+  ASSERT_TRUE(est->enable());
+  const double amplitude = 1.2, omega = 2 * M_PI * 0.7;
+  const glm::dvec3 axis = glm::normalize(glm::dvec3(-0.6, 0.48, 0.64));
+  const double offset = 0.005;
+  auto angleAt = [&](double t) { return amplitude / omega * (1 - std::cos(omega * (t - t0))); };
+  auto rate = [&](double t) { return axis * (amplitude * std::sin(omega * (t - t0))); };
+
+  OrvoFrameMotion m;
+  double worst = 0.0;
+  for (int n = 1; n <= 300; ++n) {
+    const double tf = t0 + n / 30.0;
+    feedUntil(tf + 0.1, rate);
+    ASSERT_TRUE(est->estimateFrameMotion(&m, tf, 1.5f));
+    const glm::dquat want = axisAngle(axis, angleAt(tf + offset) - angleAt(t0 + offset));
+    worst = std::max(worst, angleBetween(est->getCurrentQ(), want));
+  }
+  EXPECT_LT(worst, 1.5e-4);
+}
+
+TEST_F(EstimatorTest, HalfTurnOrMoreIsDroppedAndTooFewReadingsGiveIdentity) {
+  ASSERT_TRUE(est->enable());
+  const glm::dvec3 spin(0.0, 0.0, 4.9);
+  feedUntil(t0 + 1.5, [&](double) { return spin; });
+  OrvoFrameMotion m;
+  ASSERT_TRUE(est->estimateFrameMotion(&m, t0 + 0.6, 1.0f));  // 2.94 rad: kept
+  // Each reading's step quaternion (r dt / 2, 1) turns by 2 atan(r dt / 2),
+  // short of r dt by (r dt)^3 / 12: 6e-4 rad over 60 readings at this rate.
+  EXPECT_LT(angleBetween(est->getCurrentQ(), axisAngle(spin, 4.9 * 0.6)), 1e-3);
+  est->resetRotation();
+  ASSERT_TRUE(est->estimateFrameMotion(&m, t0 + 1.3, 1.0f));  // 3.43 rad: dropped
+  EXPECT_EQ(est->getCurrentQ(), quaternionIdentity());
+  EXPECT_EQ(m.frameRotation, quaternionIdentity());
+
+  // A stalled handler: three readings, too few before the frame.
+  ring().reset();
+  nextSample = t0 + 1.35;
+  feedUntil(t0 + 1.37, [&](double t) { return glm::dvec3(t - t0, 0.3, 0.0); });
+  est->adjustMotion(quaternionMake(0.05f, 0.0f, 0.0f, 1.0f));
+  const glm::quat before = est->getCurrentQ();
+  m.rowBandRotation[5] = quaternionMake(1, 1, 1, 1);
+  ASSERT_TRUE(est->estimateFrameMotion(&m, t0 + 1.4, 1.0f));
+  EXPECT_EQ(est->getCurrentQ(), before);
+  EXPECT_EQ(m.frameRotation, quaternionIdentity());
+  EXPECT_EQ(m.rowBandRotation[5], quaternionIdentity());
+}
+
+// Rest readings: mean plus a small repeating pattern, in image axes.
+glm::dvec3 restRate(glm::dvec3 mean, int i, double spread = 0.003) {
+  const double p[3] = {-spread, 0.0, spread};
+  return mean + glm::dvec3(p[i % 3], p[(i + 1) % 3], p[(i + 2) % 3]);
+}
+
+TEST_F(EstimatorTest, CalibratesAtRestOnceThenHoldsOffAndKeepsZ) {
+  ASSERT_TRUE(est->enable());
+  const glm::dvec3 first(0.01, -0.02, 0.004), second(0.03, 0.01, -0.006);
+  glm::dvec3 sum(0.0);
+  for (int i = 0; i < 120; ++i) {
+    const glm::dvec3 d = deviceFromImage(restRate(first, i));
+    ring().enqueueOneSample(d.x, d.y, d.z, t0 + i * 0.01);
+    sum += glm::dvec3(static_cast<float>(-d.y), static_cast<float>(d.x), static_cast<float>(d.z));
+  }
+  const glm::dvec3 mean = sum / 120.0;
+  OrvoFrameMotion m;
+  m.frameRotation = quaternionMake(1, 2, 3, 4);
+  ASSERT_TRUE(est->estimateFrameMotion(&m, t0 + 1.2, 1.0f));
+  EXPECT_TRUE(est->steady());
+  EXPECT_EQ(m.frameRotation, quaternionMake(1, 2, 3, 4));  // at rest only the row bands are written
+  EXPECT_EQ(m.rowBandRotation[63], quaternionIdentity());
+  ASSERT_TRUE(est->calibrated());
+  EXPECT_NEAR(est->gyroZeroDrift().x, mean.x, 1e-12);
+  EXPECT_NEAR(est->gyroZeroDrift().y, mean.y, 1e-12);
+  EXPECT_NEAR(est->gyroZeroDrift().z, mean.z, 1e-12);
+  EXPECT_EQ(OrvoCameraMotionEstimator::calibrationHoldOff(), 256);
+
+  KeyValueStore reread(folder);
+  EXPECT_EQ(reread.doubleForKey("gyroZeroDriftX"), est->gyroZeroDrift().x);
+  EXPECT_EQ(reread.doubleForKey("gyroZeroDriftY"), est->gyroZeroDrift().y);
+  EXPECT_EQ(reread.doubleForKey("gyroZeroDriftZ"), est->gyroZeroDrift().z);
+  OrvoCameraMotionEstimator fresh(manager, std::make_shared<KeyValueStore>(folder));
+  EXPECT_TRUE(fresh.calibrated());
+  EXPECT_EQ(fresh.gyroZeroDrift().y, est->gyroZeroDrift().y);
+
+  for (int i = 0; i < 256; ++i) {
+    const glm::dvec3 d = deviceFromImage(restRate(second, i));
+    ring().enqueueOneSample(d.x, d.y, d.z, t0 + 2 + i * 0.01);
+  }
+  for (int frame = 0; frame < 256; ++frame) ASSERT_TRUE(est->estimateFrameMotion(&m, t0 + 5 + frame * 0.03, 1.0f));
+  EXPECT_NEAR(est->gyroZeroDrift().x, mean.x, 1e-12) << "recalibrated inside the hold-off";
+  ASSERT_TRUE(est->estimateFrameMotion(&m, t0 + 20, 1.0f));
+  EXPECT_NEAR(est->gyroZeroDrift().x, second.x, 5e-5);  // 256 readings: the pattern leaves 1.2e-5
+  EXPECT_NEAR(est->gyroZeroDrift().y, second.y, 5e-5);
+  EXPECT_NEAR(est->gyroZeroDrift().z, mean.z, 1e-12);
+  EXPECT_EQ(KeyValueStore(folder).doubleForKey("gyroZeroDriftZ"), est->gyroZeroDrift().z);
+}
+
+TEST_F(EstimatorTest, CalibrationNeedsSpreadEnoughReadingsAndSmallMean) {
+  ASSERT_TRUE(est->enable());
+  OrvoFrameMotion m;
+  auto fill = [&](int count, glm::dvec3 mean, double spread) {
+    ring().reset();
+    for (int i = 0; i < count; ++i) {
+      const glm::dvec3 d = deviceFromImage(restRate(mean, i, spread));
+      ring().enqueueOneSample(d.x, d.y, d.z, t0 + i * 0.01);
+    }
+  };
+  fill(200, {0.01, 0.01, 0.01}, 0.0);  // a frozen stream: sd exactly 0
+  ASSERT_TRUE(est->estimateFrameMotion(&m, t0 + 3, 1.0f));
+  fill(200, {0.05, 0.03, 0.01}, 0.003);  // mean too large: 0.09
+  ASSERT_TRUE(est->estimateFrameMotion(&m, t0 + 3.1, 1.0f));
+  fill(200, {0.01, 0.01, 0.01}, 0.02);  // sd = sqrt(2) * 0.02 = 0.028: not at rest
+  ASSERT_TRUE(est->estimateFrameMotion(&m, t0 + 3.15, 1.0f));
+  EXPECT_FALSE(est->steady());
+  fill(80, {0.01, 0.01, 0.01}, 0.003);
+  ASSERT_TRUE(est->estimateFrameMotion(&m, t0 + 3.2, 1.0f));
+  EXPECT_FALSE(est->calibrated());
+  EXPECT_FALSE(store->stringForKey("gyroZeroDriftX").has_value());
+  ring().enqueueOneSample(0.01, -0.01, 0.01, t0 + 0.8);  // the 81st
+  ASSERT_TRUE(est->estimateFrameMotion(&m, t0 + 3.3, 1.0f));
+  EXPECT_TRUE(est->calibrated());
+}
+
+// Sets curQ to a unit quaternion through adjustMotion from identity.
+void setCurQ(OrvoCameraMotionEstimator& est, float x, float y, float z) {
+  est.resetRotation();
+  est.adjustMotion(quaternionMake(-x, -y, -z, std::sqrt(1.0f - x * x - y * y - z * z)));
+}
+
+TEST_F(EstimatorTest, FilterRotationShrinksClampsAndReportsDeductedPart) {
+  struct Case {
+    float x, y, z;
+    double wantX, wantY, wantZ;  // before renormalisation
+    bool capped, almost;
+  } cases[] = {
+      {0.03f, 0.0f, 0.0f, 0.023, 0.0, 0.0, true, true},                  // 0.0255 clamped to the cap
+      {0.0f, -0.02f, 0.01f, 0.0, -0.018, 0.01 * 0.98, true, false},      // 10 % off, z with gain 2
+      {0.0008f, 0.0f, -0.03f, 0.0008 * 0.996, 0.0, -0.023, false, false},  // inside the 0.001 margin
+  };
+  for (const Case& c : cases) {
+    setCurQ(*est, c.x, c.y, c.z);
+    const glm::quat q0 = est->getCurrentQ();
+    EXPECT_EQ(est->rotationAlmostCapped(), std::fabs(c.x) > 0.02185f || std::fabs(c.y) > 0.02185f);
+    EXPECT_EQ(est->filterRotation(), c.capped) << "case x=" << c.x;
+    const double len = std::sqrt(c.wantX * c.wantX + c.wantY * c.wantY + c.wantZ * c.wantZ + q0.w * q0.w);
+    const glm::quat q = est->getCurrentQ();
+    EXPECT_NEAR(q.x, c.wantX / len, 2e-6);
+    EXPECT_NEAR(q.y, c.wantY / len, 2e-6);
+    EXPECT_NEAR(q.z, c.wantZ / len, 2e-6);
+    EXPECT_EQ(est->rotationAlmostCapped(), c.almost);
+    // What was taken off, put back on, restores the rotation before filtering.
+    const glm::dquat restored = toDouble(est->rotationDeducted()) * toDouble(q);
+    EXPECT_LT(angleBetween(q0, restored), 1e-6);
+  }
+}
+
+TEST_F(EstimatorTest, NauticalAnglesOfSingleAxisRotations) {
+  const double a = 0.3;
+  for (int axis = 0; axis < 3; ++axis) {
+    glm::dvec3 v(0.0);
+    v[axis] = 1.0;
+    const glm::dquat q = axisAngle(v, a);
+    est->resetRotation();
+    est->adjustMotion(quaternionMake(-q.x, -q.y, -q.z, q.w));
+    const glm::vec3 n = est->getNauticalAngles();
+    // The first angle turns about y, the second about x, the third about z.
+    EXPECT_NEAR(n[0], axis == 1 ? a : 0.0, 1e-6);
+    EXPECT_NEAR(n[1], axis == 0 ? a : 0.0, 1e-6);
+    EXPECT_NEAR(n[2], axis == 2 ? a : 0.0, 1e-6);
+  }
+}
+
+}  // namespace
+}  // namespace nudora
