@@ -86,10 +86,26 @@ double KeyValueStore::doubleForKey(const std::string& key) const {
   return end == begin ? 0.0 : v;
 }
 
-bool KeyValueStore::setDouble(double value, const std::string& key) {
+namespace {
+std::string formatDouble(double value) {
   char text[64];
   std::snprintf(text, sizeof(text), "%.17g", value);
-  return setString(text, key);
+  return text;
+}
+}  // namespace
+
+bool KeyValueStore::setDouble(double value, const std::string& key) { return setString(formatDouble(value), key); }
+
+bool KeyValueStore::setDoubles(const std::vector<std::pair<std::string, double>>& values) {
+  for (const auto& [key, value] : values) {
+    if (!validKey(key)) {
+      consoleLogLevel(kConsoleError, "KeyValueStore: key with a line break or '=': %s", key.c_str());
+      return false;
+    }
+  }
+  std::lock_guard lock(mutex_);
+  for (const auto& [key, value] : values) values_[key] = formatDouble(value);
+  return save();
 }
 
 std::optional<std::string> KeyValueStore::stringForKey(const std::string& key) const {

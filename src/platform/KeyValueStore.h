@@ -17,6 +17,8 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace nudora {
 
@@ -34,6 +36,9 @@ class KeyValueStore {
   // False (with a console line) when the file could not be written; the value
   // is still kept in memory.
   bool setDouble(double value, const std::string& key);
+
+  // Several values with one write of the file.
+  bool setDoubles(const std::vector<std::pair<std::string, double>>& values);
 
   std::optional<std::string> stringForKey(const std::string& key) const;
   bool setString(const std::string& value, const std::string& key);

@@ -278,9 +278,8 @@ void OrvoCameraMotionEstimator::calibrateIfResting(double mx, double my, double 
     if (drift.z == 0.0) drift.z = mz;
     setGyroZeroDrift(drift);
     calibrated_ = true;
-    defaults_->setDouble(drift.x, kDriftKeyX);
-    defaults_->setDouble(drift.y, kDriftKeyY);
-    defaults_->setDouble(drift.z, kDriftKeyZ);
+    // One write of the store for the three values: this runs on the frame thread.
+    defaults_->setDoubles({{kDriftKeyX, drift.x}, {kDriftKeyY, drift.y}, {kDriftKeyZ, drift.z}});
     gCalibrationHoldOff.store(kCalibrationHoldOffFrames, std::memory_order_relaxed);
   } else if (holdOff > 0) {
     gCalibrationHoldOff.store(holdOff - 1, std::memory_order_relaxed);
