@@ -10,13 +10,9 @@
 #include <cstdint>
 #include <memory>
 
-namespace nudora {
+#include "platform/Geometry.h"
 
-// A point in picture-normalised coordinates (0 to 1 across width and height).
-struct OrvoPoint {
-  double x = 0.0;
-  double y = 0.0;
-};
+namespace nudora {
 
 class OrvoFilter {
  public:

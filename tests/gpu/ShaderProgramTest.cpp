@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "GpuTestSupport.h"
 #include "gpu/OrvoCrypt.h"
 #include "gpu/OrvoFilterGenerator.h"
 #include "gpu/OrvoProcessHelpers.h"
 #include "gpu/OrvoSynthesizerGenerator.h"
 #include "gpu/ShaderPieces.h"
 #include "platform/Console.h"
-#include "platform/EglContext.h"
 
 namespace nudora {
 namespace {
@@ -103,19 +103,7 @@ TEST(OrvoSynthesizerGenerator, UnknownTypesGetTheFrameWithoutABody) {
   EXPECT_EQ(none.rfind(plain(fshBlendModes), 0), 0u);
 }
 
-class ProgramTest : public ::testing::TestWithParam<int> {
- protected:
-  void SetUp() override {
-    context_ = EglContext::create(GetParam());
-    if (!context_) GTEST_SKIP() << "no OpenGL ES " << GetParam() << " context on this machine";
-    ASSERT_TRUE(context_->makeCurrent());
-  }
-  void TearDown() override {
-    if (context_) EglContext::clearCurrent();
-  }
-  bool es3() const { return GetParam() == 3; }
-  std::unique_ptr<EglContext> context_;
-};
+using ProgramTest = test::GlContextTest;
 
 TEST_P(ProgramTest, BrokenPieceGivesProgramZeroWithTheCompileLog) {
   ConsoleCapture console;
@@ -199,8 +187,7 @@ TEST_P(ProgramTest, TextureHelpersKeepTheirContracts) {
   EXPECT_EQ(notATexture, 12345u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Api, ProgramTest, ::testing::Values(3, 2),
-                         [](const ::testing::TestParamInfo<int>& info) { return "ES" + std::to_string(info.param); });
+NUDORA_INSTANTIATE_FOR_BOTH_APIS(ProgramTest);
 
 }  // namespace
 }  // namespace nudora
