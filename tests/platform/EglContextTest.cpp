@@ -4,29 +4,13 @@
 #include <cstdlib>
 #include <string>
 
+#include "TestSupport.h"
 #include "platform/EglContext.h"
 
 namespace nudora {
 namespace {
 
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : name_(name) {
-    if (const char* old = std::getenv(name)) old_ = old;
-    setenv(name, value, 1);
-  }
-  ~ScopedEnv() {
-    if (old_.empty()) {
-      unsetenv(name_);
-    } else {
-      setenv(name_, old_.c_str(), 1);
-    }
-  }
-
- private:
-  const char* name_;
-  std::string old_;
-};
+using test::ScopedEnv;
 
 TEST(EglContext, Api3GivesAnEs3ContextThatRenders) {
   auto context = EglContext::create(3);

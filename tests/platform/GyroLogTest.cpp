@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "TestSupport.h"
 #include "platform/Clock.h"
 #include "platform/Console.h"
 #include "platform/GyroLog.h"
@@ -20,34 +21,9 @@
 namespace nudora {
 namespace {
 
+using test::ConsoleCapture;
+
 namespace fs = std::filesystem;
-
-// Collects console lines (and keeps them off stderr) while alive.
-class ConsoleCapture {
- public:
-  ConsoleCapture() {
-    Console::setSinkForTesting([](const std::string&) {});
-    token_ = Console::addListener([this](const ConsoleRecord& r) {
-      std::lock_guard lock(mutex_);
-      if (const std::string* m = r.get("Message")) lines_ += *m + "\n";
-    });
-  }
-  ~ConsoleCapture() {
-    Console::removeListener(token_);
-    Console::setSinkForTesting(nullptr);
-  }
-  int count(const std::string& fragment) {
-    std::lock_guard lock(mutex_);
-    int n = 0;
-    for (size_t at = lines_.find(fragment); at != std::string::npos; at = lines_.find(fragment, at + 1)) ++n;
-    return n;
-  }
-
- private:
-  uint64_t token_ = 0;
-  std::mutex mutex_;
-  std::string lines_;
-};
 
 struct TempDir {
   TempDir() {

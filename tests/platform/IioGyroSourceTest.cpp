@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "TestSupport.h"
 #include "platform/Clock.h"
 #include "platform/Console.h"
 #include "platform/IioGyroSource.h"
@@ -20,43 +21,10 @@
 namespace nudora {
 namespace {
 
+using test::ConsoleCapture;
+using test::ScopedEnv;
+
 namespace fs = std::filesystem;
-
-// Collects console lines (and keeps them off stderr) while alive.
-class ConsoleCapture {
- public:
-  ConsoleCapture() {
-    Console::setSinkForTesting([](const std::string&) {});
-    token_ = Console::addListener([this](const ConsoleRecord& r) {
-      std::lock_guard lock(mutex_);
-      if (const std::string* m = r.get("Message")) lines_ += *m + "\n";
-    });
-  }
-  ~ConsoleCapture() {
-    Console::removeListener(token_);
-    Console::setSinkForTesting(nullptr);
-  }
-  int count(const std::string& fragment) {
-    std::lock_guard lock(mutex_);
-    int n = 0;
-    for (size_t at = lines_.find(fragment); at != std::string::npos; at = lines_.find(fragment, at + 1)) ++n;
-    return n;
-  }
-
- private:
-  uint64_t token_ = 0;
-  std::mutex mutex_;
-  std::string lines_;
-};
-
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : name_(name) { setenv(name, value, 1); }
-  ~ScopedEnv() { unsetenv(name_); }
-
- private:
-  const char* name_;
-};
 
 // Waits for a condition that the polling thread makes true; the limit only
 // keeps a broken build from hanging, it is no statement about speed.
