@@ -11,7 +11,7 @@ uniform vec2 imagestep;
 uniform float invZoom;
 
 void main() {
-    vec2 coord = (uv - 0.5) * invZoom + 0.5;
+    vec2 coord = uv * invZoom + (0.5 - 0.5 * invZoom);
     vec2 dx = vec2(imagestep.x, 0.0);
     vec4 sum = texture2D(inputImage, coord) * 0.2665600;
     sum += (texture2D(inputImage, coord - dx) + texture2D(inputImage, coord + dx)) * 0.2134445;

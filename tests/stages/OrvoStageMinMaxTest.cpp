@@ -1,0 +1,62 @@
+// The min-max closing against a CPU maximum-then-minimum over the same 3x3
+// taps. Whole-pixel steps put every tap on a texel centre, where linear
+// filtering returns the texel itself, so the result must match exactly.
+#include "stages/OrvoStageMinMax.h"
+
+#include "stages/StageTestSupport.h"
+
+namespace nudora {
+namespace {
+
+using testing::Picture;
+
+Picture closing(Picture p, int step) {
+  for (bool takeMax : {true, false}) {
+    Picture src = p;
+    for (size_t i = 0; i < p.rgba.size(); ++i) {
+      const int x = static_cast<int>(i / 4 % p.width), y = static_cast<int>(i / 4 / p.width), c = i % 4;
+      for (int j = -1; j <= 1; ++j) {
+        for (int k = -1; k <= 1; ++k) {
+          const uint8_t v = src.at(x + k * step, y + j * step, c);
+          p.rgba[i] = takeMax ? std::max(p.rgba[i], v) : std::min(p.rgba[i], v);
+        }
+      }
+    }
+  }
+  return p;
+}
+
+class OrvoStageMinMaxTest : public testing::GpuStageTest {
+ protected:
+  void SetUp() override {
+    GpuStageTest::SetUp();
+    if (!IsSkipped() && !HasFatalFailure()) {
+      ASSERT_TRUE(stage_.setupGL());
+    }
+  }
+  void expectClosing(GLuint src, GLuint inter, GLuint dst, const Picture& source, int step) {
+    attach(0);
+    ASSERT_TRUE(stage_.processFromTex(src, inter, dst, source.width, source.height, static_cast<float>(step)));
+    const Picture got = read(dst, source.width, source.height), want = closing(source, step);
+    for (size_t i = 0; i < got.rgba.size(); ++i) {
+      ASSERT_EQ(got.rgba[i], want.rgba[i]) << "step " << step << (src == dst ? " in place" : "") << " pixel "
+                                           << i / 4 % got.width << "," << i / 4 / got.width << " channel " << i % 4;
+    }
+  }
+  OrvoStageMinMax stage_;
+};
+
+TEST_P(OrvoStageMinMaxTest, MatchesCpuClosingAlsoInPlace) {
+  const Picture source = testing::randomPicture(40, 28, 21);
+  const GLuint src = texture(source), inter = texture({40, 28, {}}), dst = texture({40, 28, {}});
+  for (int step : {0, 1, 2}) expectClosing(src, inter, dst, source, step);  // step 0 copies
+  expectClosing(src, inter, src, source, 1);
+  // Reading the texture being drawn is refused rather than left undefined.
+  EXPECT_FALSE(stage_.processFromTex(src, src, dst, 40, 28, 1.0f));
+  EXPECT_FALSE(stage_.processFromTex(src, dst, dst, 40, 28, 1.0f));
+}
+
+INSTANTIATE_TEST_SUITE_P(Api, OrvoStageMinMaxTest, ::testing::Values(3, 2), testing::apiName);
+
+}  // namespace
+}  // namespace nudora
