@@ -28,7 +28,6 @@ class CopyPass {
   CopyPass() = default;
   GLuint program_ = 0;
   GLuint framebuffer_ = 0;
-  GLint positionAttribute_ = -1;
   GLint textureUniform_ = -1;
 };
 
