@@ -1,10 +1,17 @@
 #pragma once
 // Shared by the GPU tests: every test runs on an ES 3 and an ES 2 context.
+// Texture upload and read-back, and a CPU GL_LINEAR sampler with
+// clamp-to-edge to compare GPU output with.
 
+#include <GLES2/gl2.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <memory>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "platform/EglContext.h"
 
@@ -12,20 +19,84 @@ namespace nudora::test {
 
 inline std::string apiName(const ::testing::TestParamInfo<int>& param) { return "ES" + std::to_string(param.param); }
 
-// A fresh context of the parameter's API level, current for the test.
+// RGBA bytes, row 0 first (GL's v = 0 side).
+struct Picture {
+  int width = 0, height = 0;
+  std::vector<uint8_t> rgba;
+
+  uint8_t at(int x, int y, int c) const {
+    return rgba[(static_cast<size_t>(std::clamp(y, 0, height - 1)) * width + std::clamp(x, 0, width - 1)) * 4 + c];
+  }
+  // The four texels around (u * w - 0.5, v * h - 0.5), weighted by the fractions.
+  double sample(double u, double v, int c) const {
+    const double x = u * width - 0.5, y = v * height - 0.5, ax = x - std::floor(x), ay = y - std::floor(y);
+    const int x0 = static_cast<int>(std::floor(x)), y0 = static_cast<int>(std::floor(y));
+    return (at(x0, y0, c) * (1 - ax) + at(x0 + 1, y0, c) * ax) * (1 - ay) +
+           (at(x0, y0 + 1, c) * (1 - ax) + at(x0 + 1, y0 + 1, c) * ax) * ay;
+  }
+};
+
+inline Picture randomPicture(int w, int h, uint32_t seed) {
+  Picture p{w, h, std::vector<uint8_t>(static_cast<size_t>(w) * h * 4)};
+  std::mt19937 rng(seed);
+  for (auto& b : p.rgba) b = static_cast<uint8_t>(rng());
+  return p;
+}
+
+// A fresh context of the parameter's API level, current for the test, with a
+// framebuffer bound as the processor keeps one; textures made through the
+// fixture are freed with it.
 class GlContextTest : public ::testing::TestWithParam<int> {
  protected:
   void SetUp() override {
     context_ = EglContext::create(GetParam());
     if (!context_) GTEST_SKIP() << "no OpenGL ES " << GetParam() << " context on this machine";
     ASSERT_TRUE(context_->makeCurrent());
+    glGenFramebuffers(1, &framebuffer_);
+    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
   }
   void TearDown() override {
-    if (context_) EglContext::clearCurrent();
+    if (!context_) return;
+    for (GLuint t : textures_) glDeleteTextures(1, &t);
+    glDeleteFramebuffers(1, &framebuffer_);
+    EglContext::clearCurrent();
   }
+  // A linear, clamp-to-edge texture (empty when p has no bytes), freed with the fixture.
+  GLuint texture(const Picture& p) {
+    GLuint t = 0;
+    glGenTextures(1, &t);
+    textures_.push_back(t);
+    glBindTexture(GL_TEXTURE_2D, t);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, p.width, p.height, 0, GL_RGBA, GL_UNSIGNED_BYTE,
+                 p.rgba.empty() ? nullptr : p.rgba.data());
+    for (GLenum f : {GL_TEXTURE_MIN_FILTER, GL_TEXTURE_MAG_FILTER}) glTexParameteri(GL_TEXTURE_2D, f, GL_LINEAR);
+    for (GLenum w : {GL_TEXTURE_WRAP_S, GL_TEXTURE_WRAP_T}) glTexParameteri(GL_TEXTURE_2D, w, GL_CLAMP_TO_EDGE);
+    return t;
+  }
+  // Attaches tex to the fixture's framebuffer, where it stays.
+  void attach(GLuint tex) const {
+    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, tex, 0);
+  }
+  Picture read(GLuint tex, int w, int h) const {
+    attach(tex);
+    Picture p{w, h, std::vector<uint8_t>(static_cast<size_t>(w) * h * 4)};
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glReadPixels(0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE, p.rgba.data());
+    return p;
+  }
+  void fill(GLuint tex, float r, float g, float b, float a) const {
+    attach(tex);
+    glClearColor(r, g, b, a);
+    glClear(GL_COLOR_BUFFER_BIT);
+  }
+
   bool es3() const { return GetParam() == 3; }
 
   std::unique_ptr<EglContext> context_;
+  GLuint framebuffer_ = 0;
+  std::vector<GLuint> textures_;
 };
 
 }  // namespace nudora::test

@@ -3,7 +3,7 @@
 #include "pipeline/OrvoStageWatermark.h"
 
 #include "platform/Image.h"
-#include "stages/StageTestSupport.h"
+#include "GpuTestSupport.h"
 
 namespace nudora {
 namespace {
@@ -90,7 +90,7 @@ TEST(OrvoStageWatermarkMath, EnabledNeedsSwitchAndPicture) {
   EXPECT_FALSE(stage.enabled());
 }
 
-class OrvoStageWatermarkDrawTest : public testing::GpuStageTest {};
+class OrvoStageWatermarkDrawTest : public test::GlContextTest {};
 
 // A 96 x 48 picture, left half opaque red, right half green at alpha 128, on
 // a mid-grey 400 x 300 output: scale 300 / 1080 makes it 40 x 20 at a margin
@@ -112,7 +112,7 @@ TEST_P(OrvoStageWatermarkDrawTest, LandsInItsRectangleWithPremultipliedBlending)
     fill(output, 128 / 255.0f, 128 / 255.0f, 128 / 255.0f, 1);
     ASSERT_TRUE(stage.processTex(output, W, H, orientation, false, false));
     EXPECT_FALSE(glIsEnabled(GL_BLEND)) << "blending left on";
-    const testing::Picture got = read(output, W, H);
+    const test::Picture got = read(output, W, H);
     const double keep = 128 * (1 - 128 / 255.0);  // grey behind half-covered green
     const double red[3] = {255 * grey, 0, 0}, green[3] = {keep, 128 * grey + keep, keep};
     int checked = 0;
@@ -135,7 +135,7 @@ TEST_P(OrvoStageWatermarkDrawTest, LandsInItsRectangleWithPremultipliedBlending)
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Api, OrvoStageWatermarkDrawTest, ::testing::Values(3, 2), testing::apiName);
+INSTANTIATE_TEST_SUITE_P(Api, OrvoStageWatermarkDrawTest, ::testing::Values(3, 2), test::apiName);
 
 }  // namespace
 }  // namespace nudora

@@ -2,12 +2,12 @@
 // as GL samples, and which levels a level count writes.
 #include "stages/OrvoStageGaussianBlur.h"
 
-#include "stages/StageTestSupport.h"
+#include "GpuTestSupport.h"
 
 namespace nudora {
 namespace {
 
-using testing::Picture;
+using test::Picture;
 
 TEST(OrvoStageGaussianBlurSizes, FollowTheLevelTableRoundingDown) {
   // {level, x width, x height, width, height, step} for 1920 x 1080.
@@ -25,10 +25,10 @@ TEST(OrvoStageGaussianBlurSizes, FollowTheLevelTableRoundingDown) {
   EXPECT_EQ(OrvoStageGaussianBlur::levelSize(5, 1000, 750).width, 0);
 }
 
-class OrvoStageGaussianBlurTest : public testing::GpuStageTest {
+class OrvoStageGaussianBlurTest : public test::GlContextTest {
  protected:
   void SetUp() override {
-    GpuStageTest::SetUp();
+    GlContextTest::SetUp();
     if (!IsSkipped() && !HasFatalFailure()) {
       ASSERT_TRUE(stage_.setupGL());
     }
@@ -57,7 +57,7 @@ Picture blurPass(const Picture& src, int w, int h, double stepU, double stepV, d
 
 TEST_P(OrvoStageGaussianBlurTest, LevelOneMatchesCpuGaussianWithinTwoSteps) {
   const int W = 96, H = 64;
-  const Picture source = testing::randomPicture(W, H, 11);
+  const Picture source = test::randomPicture(W, H, 11);
   const GLuint sourceTexture = texture(source);
   stage_.resizewithWidth(W, H);
   const OrvoBlurLevelSize size = OrvoStageGaussianBlur::levelSize(1, W, H);
@@ -102,7 +102,7 @@ TEST_P(OrvoStageGaussianBlurTest, LevelCountWritesOnlyTheLevelsAsked) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Api, OrvoStageGaussianBlurTest, ::testing::Values(3, 2), testing::apiName);
+INSTANTIATE_TEST_SUITE_P(Api, OrvoStageGaussianBlurTest, ::testing::Values(3, 2), test::apiName);
 
 }  // namespace
 }  // namespace nudora

@@ -3,12 +3,12 @@
 // filtering returns the texel itself, so the result must match exactly.
 #include "stages/OrvoStageMinMax.h"
 
-#include "stages/StageTestSupport.h"
+#include "GpuTestSupport.h"
 
 namespace nudora {
 namespace {
 
-using testing::Picture;
+using test::Picture;
 
 Picture closing(Picture p, int step) {
   for (bool takeMax : {true, false}) {
@@ -26,10 +26,10 @@ Picture closing(Picture p, int step) {
   return p;
 }
 
-class OrvoStageMinMaxTest : public testing::GpuStageTest {
+class OrvoStageMinMaxTest : public test::GlContextTest {
  protected:
   void SetUp() override {
-    GpuStageTest::SetUp();
+    GlContextTest::SetUp();
     if (!IsSkipped() && !HasFatalFailure()) {
       ASSERT_TRUE(stage_.setupGL());
     }
@@ -47,7 +47,7 @@ class OrvoStageMinMaxTest : public testing::GpuStageTest {
 };
 
 TEST_P(OrvoStageMinMaxTest, MatchesCpuClosingAlsoInPlace) {
-  const Picture source = testing::randomPicture(40, 28, 21);
+  const Picture source = test::randomPicture(40, 28, 21);
   const GLuint src = texture(source), inter = texture({40, 28, {}}), dst = texture({40, 28, {}});
   for (int step : {0, 1, 2}) expectClosing(src, inter, dst, source, step);  // step 0 copies
   expectClosing(src, inter, src, source, 1);
@@ -56,7 +56,7 @@ TEST_P(OrvoStageMinMaxTest, MatchesCpuClosingAlsoInPlace) {
   EXPECT_FALSE(stage_.processFromTex(src, dst, dst, 40, 28, 1.0f));
 }
 
-INSTANTIATE_TEST_SUITE_P(Api, OrvoStageMinMaxTest, ::testing::Values(3, 2), testing::apiName);
+INSTANTIATE_TEST_SUITE_P(Api, OrvoStageMinMaxTest, ::testing::Values(3, 2), test::apiName);
 
 }  // namespace
 }  // namespace nudora
