@@ -1,0 +1,103 @@
+#pragma once
+// Turns one camera frame into one output frame: gyro stabilisation,
+// time-domain denoising, the effect pass, then the watermark or, while a
+// recording closes, the trailer. With blue screen on, the frame takes the
+// blue-screen compositing path instead.
+//
+// Thread rules: effectPixelBuffer runs the frame synchronously on the
+// processing queue, so it blocks its caller until the output buffer holds
+// the frame, and must not be called from that queue (it then logs and
+// returns without a frame). Property setters are plain stores from the
+// host's thread; a frame reads each flag when its stage comes.
+//
+// The video stabiliser, the time-domain denoiser and the segmentor exist
+// only on ES 3 contexts and are not part of this build: the pipeline runs as
+// on an ES 2 context, where every call on them yields NO.
+
+#include <memory>
+
+#include "gpu/OrvoBaseProcessor.h"
+#include "platform/SampleBuffer.h"
+
+namespace nudora {
+
+class OrvoStageTrailer;
+
+// A colour with components in 0..1.
+struct OrvoColor {
+  float red = 0.0f;
+  float green = 0.0f;
+  float blue = 0.0f;
+};
+
+class OrvoRealTimeProcessor : public OrvoBaseProcessor {
+ public:
+  static std::shared_ptr<OrvoRealTimeProcessor> sharedInstance();
+
+  OrvoRealTimeProcessor() = default;
+  ~OrvoRealTimeProcessor() override;
+
+  bool createResources() override;
+  void releaseAllResources() override;
+
+  // The per-frame entry. background is used only by the blue-screen path;
+  // recordSec is accepted and unused; trailerAnimation is seconds into the
+  // closing trailer (0 = none).
+  void effectPixelBuffer(const std::shared_ptr<SampleBuffer>& sample, const std::shared_ptr<PixelBuffer>& toPixelBuffer,
+                         const std::shared_ptr<PixelBuffer>& background, bool mirror, bool mirrorResult,
+                         int64_t orientation, double recordSec, double trailerAnimation);
+  bool processFilterEffectPixelBuffer(const std::shared_ptr<SampleBuffer>& sample,
+                                      const std::shared_ptr<PixelBuffer>& toPixelBuffer,
+                                      const std::shared_ptr<PixelBuffer>& background, bool mirror, bool mirrorResult,
+                                      int64_t orientation, double recordSec, double trailerAnimation);
+  // Blue-screen compositing; not part of this build: draws nothing.
+  bool processBlueScreenPixelBuffer(const std::shared_ptr<SampleBuffer>& sample,
+                                    const std::shared_ptr<PixelBuffer>& toPixelBuffer,
+                                    const std::shared_ptr<PixelBuffer>& background, bool mirror, bool mirrorResult,
+                                    int64_t orientation, double recordSec, double trailerAnimation);
+
+  // Beauty level 0..4 to beautify strength and face stretching; other levels are ignored.
+  void setBeauty(int64_t level);
+  // Loads the trailer picture on the processing queue; the caller does not wait.
+  void setTrailerImage(const std::shared_ptr<Image>& image);
+  // Whether any stage would change a frame (the host may skip the pipeline when not).
+  bool shouldEnableProcess() const;
+
+  bool stabilization() const { return stabilization_; }
+  void setStabilization(bool v) { stabilization_ = v; }
+  bool denoise() const { return denoise_; }
+  void setDenoise(bool v) { denoise_ = v; }
+  float lensZoom() const { return lensZoom_; }
+  void setLensZoom(float v) { lensZoom_ = v; }
+  bool blueScreenEnabled() const { return blueScreenEnabled_; }
+  void setBlueScreenEnabled(bool v) { blueScreenEnabled_ = v; }
+  float blueScreenThreshold() const { return blueScreenThreshold_; }
+  void setBlueScreenThreshold(float v) { blueScreenThreshold_ = v; }
+  float blueScreenReplaceHue() const { return blueScreenReplaceHue_; }
+  void setBlueScreenReplaceHue(float v) { blueScreenReplaceHue_ = v; }
+  OrvoColor screenColor() const { return screenColor_; }
+  void setScreenColor(OrvoColor v) { screenColor_ = v; }
+  int64_t blueScreenType() const { return blueScreenType_; }
+  void setBlueScreenType(int64_t v) { blueScreenType_ = v; }
+  const std::shared_ptr<OrvoStageTrailer>& stageTrailer() const { return stageTrailer_; }
+  const std::shared_ptr<TextureCache>& backgroundTexCache() const { return backgroundTexCache_; }
+
+  // The frame-ending threshold of the direct shortcuts: the single-precision
+  // 1e-5 widened to double (a trailer time between 0 and this takes the
+  // trailer branch yet still allows the shortcut, as designed).
+  static constexpr double kDirectTrailerLimit = static_cast<double>(1e-5f);
+
+ private:
+  bool stabilization_ = false;
+  bool denoise_ = false;
+  float lensZoom_ = 1.0f;
+  bool blueScreenEnabled_ = false;
+  float blueScreenThreshold_ = 0.5f;
+  float blueScreenReplaceHue_ = 0.5f;
+  OrvoColor screenColor_{0.0f, 0.0f, 1.0f};
+  int64_t blueScreenType_ = 0;
+  std::shared_ptr<TextureCache> backgroundTexCache_;
+  std::shared_ptr<OrvoStageTrailer> stageTrailer_;
+};
+
+}  // namespace nudora
