@@ -1,3 +1,4 @@
 // Inputs every filter shader gets (ES 2 frame).
 varying vec2 uv;
 #prelude filter_inputs
+#prelude lookup_table

@@ -15,6 +15,7 @@
 namespace nudora {
 namespace {
 const char kProcessorQueueKey = 0;
+constexpr const char* kIdentityLookupTable = "3DLUT_standard.png";
 
 GLint uniform(GLuint program, const char* name) { return glGetUniformLocation(program, name); }
 }  // namespace
@@ -240,6 +241,12 @@ void OrvoBaseProcessor::updateStyleFilter(int64_t styleIndex) {
   makeCurrent();
   auto catalogue = OrvoFilterDescriptor::sharedInstance();
   auto lut = catalogue->getStyleFilter3DLUTImageName(styleIndex);
+  if (lut && OrvoProcessHelpers::pathFromImage(*lut, "").empty()) {
+    // A table that is not installed would sample as black and blank the
+    // picture; the identity table keeps it as it is.
+    consoleLog("Lookup table %s is missing; using %s", lut->c_str(), kIdentityLookupTable);
+    lut = kIdentityLookupTable;
+  }
   if (lut && !OrvoProcessHelpers::pathFromImage(*lut, "").empty()) {
     OrvoProcessHelpers::loadImage(Image::imageNamed(*lut), &style3DLUTTexture_);
   }
@@ -346,7 +353,7 @@ bool OrvoBaseProcessor::renderPixelBuffer(const std::shared_ptr<PixelBuffer>& in
   if (!input || !outPixelBuffer) return false;
   bool result = false;
   runOnProcessingQueue([&] {
-    if (!context_ || !canProcess_) return;
+    if (!context_ || !canProcess_ || !inputTexCache_ || !outputTexCache_) return;
     const int32_t inW = input->width(), inH = input->height();
     const int32_t outW = outPixelBuffer->width(), outH = outPixelBuffer->height();
     makeCurrent();

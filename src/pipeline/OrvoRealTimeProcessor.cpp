@@ -77,7 +77,7 @@ bool OrvoRealTimeProcessor::processFilterEffectPixelBuffer(const std::shared_ptr
   const std::shared_ptr<PixelBuffer> input = sample ? sample->imageBuffer() : nullptr;
 
   auto run = [&] {
-    if (!canProcess_ || !context_ || !input || !toPixelBuffer) return;
+    if (!canProcess_ || !context_ || !input || !toPixelBuffer || !inputTexCache_ || !outputTexCache_) return;
     const int32_t inW = input->width(), inH = input->height();
     const int32_t outW = toPixelBuffer->width(), outH = toPixelBuffer->height();
     makeCurrent();

@@ -7,6 +7,7 @@
 
 #include "GpuTestSupport.h"
 #include "TestSupport.h"
+#include "filters/OrvoFilterDescriptor.h"
 #include "gpu/OrvoCrypt.h"
 #include "gpu/OrvoFilterGenerator.h"
 #include "gpu/OrvoProcessHelpers.h"
@@ -117,18 +118,19 @@ TEST_P(ProgramTest, HandleFormReplacesTheProgramAndDeleteZeroesIt) {
   EXPECT_EQ(program, 0u);
 }
 
-TEST_P(ProgramTest, FilterProgramsBuildForEveryFrameCombination) {
+TEST_P(ProgramTest, EveryCatalogueRowAndFrameCombinationBuilds) {
   ConsoleCapture console;
-  for (int64_t style : {0, 18}) {
-    for (bool beautify : {false, true}) {
-      for (bool toneMapping : {false, true}) {
-        GLuint program =
-            OrvoProcessHelpers::loadPostProcessShaderWithfilterIndex(style, 0, beautify, toneMapping, es3());
-        EXPECT_NE(program, 0u) << "style " << style << " beautify " << beautify << " tone " << toneMapping;
-        OrvoProcessHelpers::deleteProgram(&program);
-      }
-    }
+  auto build = [&](int64_t style, int64_t lens, bool beautify, bool toneMapping) {
+    GLuint program = OrvoProcessHelpers::loadPostProcessShaderWithfilterIndex(style, lens, beautify, toneMapping, es3());
+    EXPECT_NE(program, 0u) << "style " << style << " lens " << lens << " beautify " << beautify << " tone " << toneMapping;
+    OrvoProcessHelpers::deleteProgram(&program);
+  };
+  for (bool beautify : {false, true}) {
+    for (bool toneMapping : {false, true}) build(0, 0, beautify, toneMapping);
   }
+  auto catalogue = OrvoFilterDescriptor::sharedInstance();
+  for (const auto& row : catalogue->styleFilterDesicriptor()) build(*row.integer("styleid"), 0, true, true);
+  for (const auto& row : catalogue->lensFilterDesicriptor()) build(0, *row.integer("lensid"), true, true);
   EXPECT_EQ(console.text(), "");
 }
 
