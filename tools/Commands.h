@@ -10,6 +10,7 @@ namespace nudora::tool {
 
 void addInfoCommand(CLI::App& app);
 void addPassThroughCommand(CLI::App& app);
+void addStillCommand(CLI::App& app);
 
 void setExitCode(int code);
 int exitCode();

@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
 
   nudora::tool::addInfoCommand(app);
   nudora::tool::addPassThroughCommand(app);
+  nudora::tool::addStillCommand(app);
 
   try {
     app.parse(argc, argv);

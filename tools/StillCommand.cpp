@@ -1,0 +1,252 @@
+// nudora still: one picture through the still-image processor (style, lens,
+// beautify, zoom, watermark), written as PNG or JPEG.
+//
+// Every argument and both pictures are checked before a GL context is made,
+// and the result is written under a temporary name beside the output and
+// renamed into place, so a failed run leaves no output file.
+#include <CLI/CLI.hpp>
+#include <stb_image.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Commands.h"
+#include "filters/OrvoFilterDescriptor.h"
+#include "gpu/OrvoImageProcessor.h"
+#include "gpu/OrvoProcessHelpers.h"
+#include "platform/EglContext.h"
+#include "platform/Image.h"
+#include "platform/Resources.h"
+#include "platform/SampleBuffer.h"
+
+namespace nudora::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kMaxSide = 16384;
+
+struct Options {
+  std::string input;
+  std::string output;
+  int64_t style = 0;
+  int64_t lens = 0;
+  int64_t beauty = 0;
+  double zoom = 1.0;
+  bool mirror = false;
+  int64_t orientation = 1;
+  std::string watermark;
+};
+
+void fail(const std::string& message) { std::fprintf(stderr, "nudora still: %s\n", message.c_str()); }
+
+// Checks that path is a PNG or JPEG of a size the library takes, before
+// decoding it, so an unreadable or oversized file costs nothing and gets one
+// line naming the problem. role names the file in that line.
+bool checkPicture(const std::string& role, const std::string& path) {
+  std::error_code ec;
+  const fs::file_status status = fs::status(path, ec);
+  if (!fs::exists(status)) {
+    fail("cannot read " + role + " '" + path + "': no such file");
+    return false;
+  }
+  if (!fs::is_regular_file(status)) {
+    fail("cannot read " + role + " '" + path + "': not a regular file");
+    return false;
+  }
+  if (fs::file_size(path, ec) == 0 && !ec) {
+    fail(role + " '" + path + "' is empty");
+    return false;
+  }
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (!file) {
+    fail("cannot read " + role + " '" + path + "': " + std::strerror(errno));
+    return false;
+  }
+  int width = 0, height = 0, channels = 0;
+  const int known = stbi_info_from_file(file, &width, &height, &channels);
+  std::fclose(file);
+  if (!known) {
+    fail("cannot read " + role + " '" + path + "': not a PNG or JPEG picture (" + stbi_failure_reason() + ")");
+    return false;
+  }
+  if (width <= 0 || height <= 0) {
+    fail(role + " '" + path + "' is empty (" + std::to_string(width) + "x" + std::to_string(height) + ")");
+    return false;
+  }
+  if (width > kMaxSide || height > kMaxSide) {
+    fail(role + " '" + path + "' is too large (" + std::to_string(width) + "x" + std::to_string(height) +
+         "; at most " + std::to_string(kMaxSide) + " on a side)");
+    return false;
+  }
+  return true;
+}
+
+bool checkNumbers(const Options& o) {
+  auto catalogue = OrvoFilterDescriptor::sharedInstance();
+  if (o.style != 0 && !catalogue->styleRow(o.style)) {
+    fail("unknown style " + std::to_string(o.style) + " (0 for none, or a style number of the catalogue, 1 to " +
+         std::to_string(OrvoFilterDescriptor::kStyleIndexCount) + ")");
+    return false;
+  }
+  if (o.lens != 0 && !catalogue->lensRow(o.lens)) {
+    fail("unknown lens " + std::to_string(o.lens) + " (0 for none, or a lens number of the catalogue: 1-28, 34-44)");
+    return false;
+  }
+  if (o.beauty < 0 || o.beauty > 4) {
+    fail("beauty level " + std::to_string(o.beauty) + " is out of range (0 to 4)");
+    return false;
+  }
+  if (!(o.zoom > 0.0) || !std::isfinite(o.zoom)) {
+    fail("zoom " + std::to_string(o.zoom) + " must be a positive number");
+    return false;
+  }
+  if (o.orientation < 1 || o.orientation > 4) {
+    fail("orientation " + std::to_string(o.orientation) + " is out of range (1 to 4)");
+    return false;
+  }
+  return true;
+}
+
+// Auxiliary images the chosen filters sample that are not installed; the
+// pass then runs without them. (A missing lookup table is replaced by the
+// identity table inside the processor, which says so itself.)
+std::vector<std::string> missingResources(const Options& o) {
+  auto catalogue = OrvoFilterDescriptor::sharedInstance();
+  std::vector<std::string> missing;
+  auto note = [&](const std::optional<std::string>& name) {
+    if (name && OrvoProcessHelpers::pathFromImage(*name, "").empty()) missing.push_back(*name);
+  };
+  if (o.style != 0) {
+    note(catalogue->getStyleAuxilaryName(o.style));
+  }
+  if (o.lens != 0) note(catalogue->getLensAuxilaryName(o.lens));
+  return missing;
+}
+
+// Removes the temporary file unless it was renamed into place.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(std::string path) : path_(std::move(path)) {}
+  ~TemporaryFile() {
+    if (!kept_) std::remove(path_.c_str());
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  const std::string& path() const { return path_; }
+  void keep() { kept_ = true; }
+
+ private:
+  std::string path_;
+  bool kept_ = false;
+};
+
+// The temporary name keeps the output's file name at its end, so the
+// extension still picks PNG or JPEG.
+std::string temporaryPathFor(const std::string& output) {
+  const fs::path out(output);
+  return (out.parent_path() / (".nudora-still-" + std::to_string(::getpid()) + "-" + out.filename().string())).string();
+}
+
+int run(const Options& o) {
+  if (!checkNumbers(o)) return 1;
+  if (!checkPicture("input", o.input)) return 1;
+  if (!o.watermark.empty() && !checkPicture("watermark", o.watermark)) return 1;
+
+  std::error_code ec;
+  if (o.output.empty() || fs::path(o.output).filename().empty() || fs::is_directory(o.output, ec)) {
+    fail("cannot write output '" + o.output + "': not a file name");
+    return 1;
+  }
+  TemporaryFile temporary(temporaryPathFor(o.output));
+  if (std::FILE* probe = std::fopen(temporary.path().c_str(), "wb")) {
+    std::fclose(probe);
+  } else {
+    fail("cannot write output '" + o.output + "': " + std::strerror(errno));
+    return 1;
+  }
+
+  auto image = Image::load(o.input);
+  if (!image) return 1;  // Image::load has named the file and the reason
+  std::shared_ptr<Image> watermark;
+  if (!o.watermark.empty() && !(watermark = Image::load(o.watermark))) return 1;
+
+  auto processor = OrvoImageProcessor::sharedInstance();
+  // Handed in before set-up: createResources gives it to the watermark stage.
+  if (watermark) processor->setWatermarkImage(watermark);
+  // Asking for API 3 where it is capped would only print a refusal.
+  bool ready = EglContext::maxApi() >= 3 && processor->setupWithAPI(3);
+  if (!ready && !processor->context()) ready = processor->setupWithAPI(2);
+  if (!ready) {
+    fail("no OpenGL ES context could be made (API 3 or 2)");
+    return 1;
+  }
+  processor->setStyleFilter(o.style);
+  processor->setLensFilter(o.lens);
+  processor->setBeauty(o.beauty);
+  processor->setDigitalZoom(static_cast<float>(o.zoom));
+
+  if (auto missing = missingResources(o); !missing.empty()) {
+    std::string names;
+    for (const auto& name : missing) names += (names.empty() ? "" : ", ") + name;
+    std::fprintf(stderr, "nudora still: warning: resource %s not found in %s; rendering without it\n",
+                 names.c_str(), Resources::texturesFolder().c_str());
+  }
+
+  auto input = image->toPixelBuffer();
+  if (!input) {
+    fail("input '" + o.input + "' could not be wrapped as a frame");
+    return 1;
+  }
+  processor->effectSampeBuffer(SampleBuffer::create(input, 0.0), o.mirror, false, o.orientation);
+  const auto& result = processor->resultPixelBuffer();
+  if (!processor->rendered() || !result) {
+    // A filter whose shader pieces do not assemble into a program is the
+    // usual cause; the compile log has been printed above.
+    fail(processor->programPostProcess() == 0
+             ? "the filter program for style " + std::to_string(o.style) + " and lens " + std::to_string(o.lens) +
+                   " did not build (see the log above); nothing written"
+             : std::string("the picture could not be rendered; nothing written"));
+    return 1;
+  }
+  if (!Image::fromPixelBuffer(*result)->write(temporary.path())) {
+    fail("cannot write output '" + o.output + "'");
+    return 1;
+  }
+  fs::rename(temporary.path(), o.output, ec);
+  if (ec) {
+    fail("cannot write output '" + o.output + "': " + ec.message());
+    return 1;
+  }
+  temporary.keep();
+  std::printf("still: %dx%d on API %d -> %s\n", result->width(), result->height(), processor->context()->api(),
+              o.output.c_str());
+  return 0;
+}
+
+}  // namespace
+
+void addStillCommand(CLI::App& app) {
+  auto options = std::make_shared<Options>();
+  auto* cmd = app.add_subcommand("still", "Process one picture with the still-image processor");
+  cmd->add_option("input", options->input, "PNG or JPEG to process")->required();
+  cmd->add_option("-o,--output", options->output, "where to write the result (PNG when it ends in .png, else JPEG)")
+      ->required();
+  cmd->add_option("--style", options->style, "style filter number (0 = none)");
+  cmd->add_option("--lens", options->lens, "lens filter number (0 = none)");
+  cmd->add_option("--beauty", options->beauty, "beauty level, 0 to 4");
+  cmd->add_option("--zoom", options->zoom, "digital zoom factor (1 = none)");
+  cmd->add_flag("--mirror", options->mirror, "the input is mirrored, as from a front camera");
+  cmd->add_option("--orientation", options->orientation, "orientation code, 1 to 4");
+  cmd->add_option("--watermark", options->watermark, "PNG to draw as a watermark");
+  cmd->callback([options] { setExitCode(run(*options)); });
+}
+
+}  // namespace nudora::tool
