@@ -13,7 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "TestSupport.h"
 #include "platform/EglContext.h"
+#include "platform/PixelBuffer.h"
 
 namespace nudora::test {
 
@@ -36,10 +38,68 @@ struct Picture {
   }
 };
 
+// Compares every value of got with want(x, y, c), skipping those for which
+// want answers NaN, and reports the first one off by more than tolerance.
+// Answers how many values were compared.
+template <class Want>
+int comparePicture(const Picture& got, const Want& want, double tolerance, const std::string& what) {
+  int compared = 0;
+  for (int i = 0; i < got.width * got.height * 4; ++i) {
+    const int x = i / 4 % got.width, y = i / 4 / got.width, c = i % 4;
+    const double expected = want(x, y, c);
+    if (std::isnan(expected)) continue;
+    ++compared;
+    if (std::abs(got.rgba[i] - expected) > tolerance) {
+      ADD_FAILURE() << what << " pixel " << x << "," << y << " channel " << c << ": got " << int{got.rgba[i]}
+                    << ", want " << expected;
+      break;
+    }
+  }
+  return compared;
+}
+
 inline Picture randomPicture(int w, int h, uint32_t seed) {
   Picture p{w, h, std::vector<uint8_t>(static_cast<size_t>(w) * h * 4)};
   std::mt19937 rng(seed);
   for (auto& b : p.rgba) b = static_cast<uint8_t>(rng());
+  return p;
+}
+
+// Random opaque BGRA; rows padded by `padding` bytes in host memory when non-zero.
+inline std::shared_ptr<PixelBuffer> randomFrame(int w, int h, uint32_t seed, size_t padding = 0) {
+  auto memory = std::make_shared<std::vector<uint8_t>>((w * 4 + padding) * h);
+  auto buffer =
+      padding ? PixelBuffer::wrap(memory->data(), w, h, w * 4 + padding, [memory] {}) : PixelBuffer::create(w, h);
+  std::mt19937 rng(seed);
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w * 4; ++x) buffer->row(y)[x] = x % 4 == 3 ? 255 : static_cast<uint8_t>(rng());
+  }
+  return buffer;
+}
+
+inline std::shared_ptr<PixelBuffer> filledFrame(int w, int h, uint8_t value) {
+  auto buffer = PixelBuffer::create(w, h);
+  for (int y = 0; y < h; ++y) std::fill_n(buffer->row(y), w * 4, value);
+  return buffer;
+}
+
+// Largest byte difference between two frames' pixels (row padding aside);
+// 999 when their sizes differ.
+inline int maxDifference(const PixelBuffer& a, const PixelBuffer& b) {
+  if (a.width() != b.width() || a.height() != b.height()) return 999;
+  int worst = 0;
+  for (int y = 0; y < a.height(); ++y) {
+    for (int x = 0; x < a.width() * 4; ++x) worst = std::max(worst, std::abs(a.row(y)[x] - b.row(y)[x]));
+  }
+  return worst;
+}
+
+// The buffer's bytes as a picture for the CPU sampler (channel order is kept).
+inline Picture pictureOf(const PixelBuffer& buffer) {
+  Picture p{buffer.width(), buffer.height(), {}};
+  for (int y = 0; y < buffer.height(); ++y) {
+    p.rgba.insert(p.rgba.end(), buffer.row(y), buffer.row(y) + buffer.width() * 4);
+  }
   return p;
 }
 
@@ -97,6 +157,29 @@ class GlContextTest : public ::testing::TestWithParam<int> {
   std::unique_ptr<EglContext> context_;
   GLuint framebuffer_ = 0;
   std::vector<GLuint> textures_;
+};
+
+// A processor of type P set up on the parameter's API level.
+template <class P>
+class ProcessorTest : public ::testing::TestWithParam<int> {
+ protected:
+  void SetUp() override {
+    if (!processor_->setupWithAPI(GetParam())) GTEST_SKIP() << "no OpenGL ES " << GetParam() << " processor here";
+  }
+  std::shared_ptr<P> processor_ = std::make_shared<P>();
+};
+
+// A context test whose stage has its programs built.
+template <class Stage>
+class StageTest : public GlContextTest {
+ protected:
+  void SetUp() override {
+    GlContextTest::SetUp();
+    if (!IsSkipped() && !HasFatalFailure()) {
+      ASSERT_TRUE(stage_.setupGL());
+    }
+  }
+  Stage stage_;
 };
 
 }  // namespace nudora::test

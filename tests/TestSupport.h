@@ -1,7 +1,12 @@
 #pragma once
 // Helpers shared by the tests of every subsystem.
 
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -68,5 +73,43 @@ class ScopedEnv {
   const char* name_;
   std::optional<std::string> old_;
 };
+
+// A fresh folder under the system's temporary directory, removed with
+// everything in it when the object goes.
+class TempDir {
+ public:
+  TempDir() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "nudora-test-XXXXXX").string();
+    if (mkdtemp(pattern.data())) {
+      path = pattern;
+    } else {
+      ADD_FAILURE() << "cannot make a folder like " << pattern;
+    }
+  }
+  ~TempDir() {
+    std::error_code ec;
+    if (!path.empty()) std::filesystem::remove_all(path, ec);
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+
+  // Writes text to name inside the folder; the file's full path.
+  std::string write(const std::string& name, const std::string& text) const {
+    const std::string file = path + "/" + name;
+    std::ofstream(file, std::ios::binary) << text;
+    return file;
+  }
+
+  std::string path;
+};
+
+// Compares the x, y and z members of any vector-like value (gyro readings,
+// rotation rates, quaternion parts).
+template <class V>
+void expectXyz(const V& got, double x, double y, double z, double tolerance, const std::string& what = "") {
+  EXPECT_NEAR(got.x, x, tolerance) << what << " x";
+  EXPECT_NEAR(got.y, y, tolerance) << what << " y";
+  EXPECT_NEAR(got.z, z, tolerance) << what << " z";
+}
 
 }  // namespace nudora::test

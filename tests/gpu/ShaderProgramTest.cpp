@@ -1,19 +1,14 @@
 // Shader text: storage, deciphering, assembly order of the filter shader,
 // and programs built from it on ES 3 and ES 2 contexts.
-#include <gtest/gtest.h>
-
-#include <string>
 #include <vector>
 
 #include "GpuTestSupport.h"
-#include "TestSupport.h"
 #include "filters/OrvoFilterDescriptor.h"
 #include "gpu/OrvoCrypt.h"
 #include "gpu/OrvoFilterGenerator.h"
 #include "gpu/OrvoProcessHelpers.h"
 #include "gpu/OrvoSynthesizerGenerator.h"
 #include "gpu/ShaderPieces.h"
-#include "platform/Console.h"
 
 namespace nudora {
 namespace {
@@ -45,11 +40,9 @@ TEST(OrvoFilterGenerator, PlainPiecesStandAsTheyAreAndOthersAreDeciphered) {
 TEST(OrvoFilterGenerator, AssemblesTheFrameAndFilterPiecesInOrder) {
   // Style 18 is the plain lookup table; no lens.
   std::string text = OrvoFilterGenerator::generateShaderCodewithStyleIndex(18, 0, true, true, true);
-  const std::vector<const char*> order = {fshGLES3,           fshBlendModes,
-                                          fshFilterCommonParameters, fsh3DLUTParameters,
-                                          fshFilterCommonHead_part1, fshFilterCommonHead_part2,
-                                          fshFaceSmooth,      fshLocalToneMapping,
-                                          fsh3DLUT,           fshTail};
+  const std::vector<const char*> order = {fshGLES3,      fshBlendModes,       fshFilterCommonParameters,
+                                          fsh3DLUTParameters, fshFilterCommonHead_part1, fshFilterCommonHead_part2,
+                                          fshFaceSmooth, fshLocalToneMapping, fsh3DLUT, fshTail};
   size_t last = 0;
   for (size_t i = 0; i < order.size(); ++i) {
     size_t at = text.find(plain(order[i]), last);

@@ -1,10 +1,8 @@
-#include <gtest/gtest.h>
 #include <time.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <optional>
 
+#include "TestSupport.h"
 #include "log/OrvoDebuggerLogger.h"
 #include "log/OrvoLogMessage.h"
 #include "platform/SerialQueue.h"
@@ -19,15 +17,14 @@ using namespace std::chrono;
 class OrvoLogMessageTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (const char* tz = std::getenv("TZ")) saved_ = tz;
-    setenv("TZ", "<+0530>-5:30", 1);
+    tz_.emplace("TZ", "<+0530>-5:30");
     tzset();
   }
   void TearDown() override {
-    if (saved_) setenv("TZ", saved_->c_str(), 1); else unsetenv("TZ");
+    tz_.reset();
     tzset();
   }
-  std::optional<std::string> saved_;
+  std::optional<test::ScopedEnv> tz_;
 };
 
 // Expected time stamp text from strftime over the whole seconds (floored)

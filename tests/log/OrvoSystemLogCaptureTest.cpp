@@ -15,12 +15,17 @@ using namespace std::chrono_literals;
 
 ConsoleRecord record(std::map<std::string, std::string> keys) { return ConsoleRecord{std::move(keys)}; }
 
-TEST(OrvoSystemLogCaptureTest, LevelsMapToFlagsAndRecordsWithoutTextAreIgnored) {
-  auto log = std::make_shared<OrvoLog>();
-  auto logger = std::make_shared<RecordingLogger>();
-  log->addLogger(logger);
-  auto capture = std::make_shared<OrvoSystemLogCapture>(log);
+// A capture into a fresh log with one recording logger.
+class OrvoSystemLogCaptureTest : public ::testing::Test {
+ protected:
+  void SetUp() override { log->addLogger(logger); }
 
+  std::shared_ptr<OrvoLog> log = std::make_shared<OrvoLog>();
+  std::shared_ptr<RecordingLogger> logger = std::make_shared<RecordingLogger>();
+  std::shared_ptr<OrvoSystemLogCapture> capture = std::make_shared<OrvoSystemLogCapture>(log);
+};
+
+TEST_F(OrvoSystemLogCaptureTest, LevelsMapToFlagsAndRecordsWithoutTextAreIgnored) {
   const std::vector<std::pair<const char*, int64_t>> table = {
       {"0", 1}, {"1", 1}, {"2", 1}, {nullptr, 1}, {"3", 2}, {"4", 4}, {"5", 4}, {"6", 8}, {"7", 16}, {"12", 16}};
   for (const auto& [level, flag] : table) {
@@ -39,11 +44,9 @@ TEST(OrvoSystemLogCaptureTest, LevelsMapToFlagsAndRecordsWithoutTextAreIgnored) 
   }
 }
 
-TEST(OrvoSystemLogCaptureTest, OnlyCriticalLevelsWaitForTheLoggers) {
-  auto log = std::make_shared<OrvoLog>();
+TEST_F(OrvoSystemLogCaptureTest, OnlyCriticalLevelsWaitForTheLoggers) {
   auto stalled = std::make_shared<RecordingLogger>(kOrvoLogLevelAll, /*gated=*/true);
   log->addLogger(stalled);
-  auto capture = std::make_shared<OrvoSystemLogCapture>(log);
 
   auto error = std::async(std::launch::async, [&] { capture->aslMessageReceived(record({{"Message", "e"}, {"Level", "3"}})); });
   EXPECT_EQ(error.wait_for(10s), std::future_status::ready);
@@ -54,12 +57,7 @@ TEST(OrvoSystemLogCaptureTest, OnlyCriticalLevelsWaitForTheLoggers) {
   EXPECT_EQ(stalled->messages().size(), 2u);
 }
 
-TEST(OrvoSystemLogCaptureTest, TimeFromRecordOrDeliberatelyEarly) {
-  auto log = std::make_shared<OrvoLog>();
-  auto logger = std::make_shared<RecordingLogger>();
-  log->addLogger(logger);
-  auto capture = std::make_shared<OrvoSystemLogCapture>(log);
-
+TEST_F(OrvoSystemLogCaptureTest, TimeFromRecordOrDeliberatelyEarly) {
   capture->aslMessageReceived(record({{"Message", "a"}, {"Level", "6"}, {"Time", "1700000000"}, {"TimeNanoSec", "250000000"}}));
   auto before = system_clock::now();
   capture->aslMessageReceived(record({{"Message", "b"}, {"Level", "6"}}));
@@ -75,13 +73,8 @@ TEST(OrvoSystemLogCaptureTest, TimeFromRecordOrDeliberatelyEarly) {
   EXPECT_LE(messages[1]->timestamp(), after - early);
 }
 
-TEST(OrvoSystemLogCaptureTest, LoggerWritingToTheConsoleIsNotCapturedAgain) {
-  auto log = std::make_shared<OrvoLog>();
-  auto logger = std::make_shared<RecordingLogger>();
+TEST_F(OrvoSystemLogCaptureTest, LoggerWritingToTheConsoleIsNotCapturedAgain) {
   logger->onMessage = [](const std::shared_ptr<OrvoLogMessage>& m) { consoleLog("logger saw %s", m->message().c_str()); };
-  log->addLogger(logger);
-  auto capture = std::make_shared<OrvoSystemLogCapture>(log);
-
   std::mutex linesMutex;
   std::vector<std::string> lines;
   Console::setSinkForTesting([&](const std::string& line) {

@@ -93,15 +93,7 @@ TEST_P(OrvoStageRotateResizeDrawTest, EveryPixelReadsWhereTheTransformSends) {
   for (const Case& k : cases) {
     const GLuint src = texture(*k.src), blur = texture(*k.blur), out = texture({k.outW, k.outH, {}});
     stage.processFromTex(src, blur, out, k.src->width, k.src->height, k.outW, k.outH, k.q[0], k.q[1], k.q[2], k.q[3]);
-    const test::Picture got = read(out, k.outW, k.outH);
-    for (int y = 0; y < k.outH; ++y) {
-      for (int x = 0; x < k.outW; ++x) {
-        for (int c = 0; c < 4; ++c) {
-          ASSERT_NEAR(got.at(x, y, c), k.want(x, y, c), 2.0)
-              << k.name << " pixel " << x << "," << y << " channel " << c;
-        }
-      }
-    }
+    test::comparePicture(read(out, k.outW, k.outH), k.want, 2.0, k.name);
   }
 
   OrvoStageRotateResize unloaded;  // no programs: the target is left alone

@@ -2,14 +2,11 @@
 // and draws compared with a CPU evaluation of the trailer formula.
 #include "pipeline/OrvoStageTrailer.h"
 
-#include <algorithm>
-#include <array>
 #include <tuple>
 
+#include "GpuTestSupport.h"
 #include "platform/Image.h"
 #include "stages/OrvoStageGaussianBlur.h"
-#include "GpuTestSupport.h"
-#include "TestSupport.h"
 
 namespace nudora {
 namespace {
@@ -46,66 +43,49 @@ TEST(OrvoStageTrailerMath, CardImageCentresThePictureOnATransparentSquare) {
   EXPECT_EQ(OrvoStageTrailer::cardImage(std::make_shared<Image>(0, 4)), nullptr);
 }
 
-class OrvoStageTrailerDrawTest : public test::GlContextTest {
+class OrvoStageTrailerDrawTest : public test::StageTest<OrvoStageTrailer> {
  protected:
   static constexpr int W = 64, H = 32;
 
-  // The trailer formula on the CPU for output pixel (x, y), written in
-  // output pixels: the card is a centred square of 0.8 * scale * min(W, H)
-  // pixels. Sets *nearEdge within half a pixel of the card's border, where
-  // the GPU's step may fall either way.
-  std::array<double, 4> reference(int x, int y, float stopSec, int64_t o, bool mirror, bool mirrorResult,
-                                  const test::Picture& card, bool* nearEdge) const {
+  // The trailer formula on the CPU for channel c of output pixel (x, y),
+  // written in output pixels: the card is a centred square of
+  // 0.8 * scale * min(W, H) pixels. NaN within half a pixel of the card's
+  // border, where the GPU's step may fall either way.
+  double reference(int x, int y, int c, float stopSec, int64_t o, bool mirror, bool mirrorResult,
+                   const test::Picture& card) const {
     const OrvoTrailerWeights w = OrvoStageTrailer::weightsAt(stopSec);
-    const double u = (x + 0.5) / W, v = (y + 0.5) / H;
     double py = y + 0.5;
     if (mirror && mirrorResult) py = H - py;
     if (mirror && !mirrorResult && (o == 3 || o == 4)) o = 7 - o;
     const double side = 0.8 * w.scale * std::min(W, H);
     const double dx = (x + 0.5 - W / 2.0) / side + 0.5, dy = (py - H / 2.0) / side + 0.5;
     const double edge = 0.5 / side;
-    *nearEdge = std::abs(dx) < edge || std::abs(dx - 1) < edge || std::abs(dy) < edge || std::abs(dy - 1) < edge;
+    if (std::abs(dx) < edge || std::abs(dx - 1) < edge || std::abs(dy) < edge || std::abs(dy - 1) < edge) return NAN;
     const bool inside = dx >= 0 && dx <= 1 && dy >= 0 && dy <= 1;
     double qx = dx, qy = dy;
     if (o == 1) qx = 1 - dy, qy = dx;
     if (o == 2) qx = dy, qy = 1 - dx;
     if (o == 4) qx = 1 - dx, qy = 1 - dy;
-    std::array<double, 4> out{};
-    double cardRgba[4];
-    for (int c = 0; c < 4; ++c) cardRgba[c] = inside ? card.sample(qx, qy, c) * w.trailer : 0.0;
-    for (int c = 0; c < 4; ++c) {
-      double back = src.at(x, y, c) * w.picture + blur.sample(u, v, c) * w.blurred;
-      if (c < 3) back *= w.shade;
-      out[c] = back * (1 - cardRgba[3] / 255) + cardRgba[c];
-    }
-    return out;
+    auto cardAt = [&](int k) { return inside ? card.sample(qx, qy, k) * w.trailer : 0.0; };
+    double back = src.at(x, y, c) * w.picture + blur.sample((x + 0.5) / W, (y + 0.5) / H, c) * w.blurred;
+    if (c < 3) back *= w.shade;
+    return back * (1 - cardAt(3) / 255) + cardAt(c);
   }
 
   // Draws and compares every pixel off the card's border with reference().
-  void expectMatches(OrvoStageTrailer& stage, float stopSec, int64_t o, bool mirror, bool mirrorResult,
-                     const test::Picture& card) {
-    ASSERT_TRUE(stage.processFrom(srcTex, outTex, W, H, stopSec, mirror, mirrorResult, o, &blurStage));
-    const test::Picture got = read(outTex, W, H);
+  void expectMatches(float stopSec, int64_t o, bool mirror, bool mirrorResult, const test::Picture& card) {
+    ASSERT_TRUE(stage_.processFrom(srcTex, outTex, W, H, stopSec, mirror, mirrorResult, o, &blurStage));
     blur = read(blurStage.level3GaussianTexture(), W / 8, H / 8);
-    int compared = 0;
-    for (int y = 0; y < H; ++y) {
-      for (int x = 0; x < W; ++x) {
-        bool nearEdge = false;
-        const auto want = reference(x, y, stopSec, o, mirror, mirrorResult, card, &nearEdge);
-        if (nearEdge) continue;
-        ++compared;
-        for (int c = 0; c < 4; ++c) {
-          ASSERT_NEAR(got.at(x, y, c), want[c], 2.0) << "stopSec " << stopSec << " orientation " << o << " mirror "
-                                                     << mirror << mirrorResult << " pixel " << x << "," << y
-                                                     << " channel " << c;
-        }
-      }
-    }
-    EXPECT_GT(compared, W * H * 3 / 4);
+    const std::string what = "stopSec " + std::to_string(stopSec) + " orientation " + std::to_string(o) +
+                             " mirror " + std::to_string(mirror) + std::to_string(mirrorResult);
+    const int compared = test::comparePicture(read(outTex, W, H), [&](int x, int y, int c) {
+      return reference(x, y, c, stopSec, o, mirror, mirrorResult, card);
+    }, 2.0, what);
+    EXPECT_GT(compared, W * H * 3) << what;  // three quarters of the pixels at least
   }
 
   void SetUp() override {
-    GlContextTest::SetUp();
+    StageTest::SetUp();
     if (IsSkipped() || HasFatalFailure()) return;
     src = test::randomPicture(W, H, 21);
     for (size_t i = 3; i < src.rgba.size(); i += 4) src.rgba[i] = 255;
@@ -144,45 +124,37 @@ test::Picture cardPicture(const std::shared_ptr<Image>& picture) {
 
 TEST_P(OrvoStageTrailerDrawTest, EarlyReturnsLeaveTheTargetAlone) {
   OrvoStageTrailer unloaded;
-  OrvoStageTrailer stage;
-  ASSERT_TRUE(stage.setupGL());
   fill(outTex, 0.2f, 0.4f, 0.6f, 1.0f);
-  EXPECT_FALSE(stage.processFrom(srcTex, outTex, W, H, 0.0f, false, false, 3, &blurStage));
-  EXPECT_FALSE(stage.processFrom(srcTex, outTex, W, H, -1.0f, false, false, 3, &blurStage));
+  EXPECT_FALSE(stage_.processFrom(srcTex, outTex, W, H, 0.0f, false, false, 3, &blurStage));
+  EXPECT_FALSE(stage_.processFrom(srcTex, outTex, W, H, -1.0f, false, false, 3, &blurStage));
   EXPECT_TRUE(unloaded.processFrom(srcTex, outTex, W, H, 1.0f, false, false, 3, &blurStage));
   const test::Picture kept = read(outTex, W, H);
   for (int i = 0; i < W * H; ++i) ASSERT_EQ(kept.rgba[i * 4 + 1], 102) << "pixel " << i;
 
   test::ConsoleCapture console;  // a target without storage cannot complete the framebuffer
-  EXPECT_TRUE(stage.processFrom(srcTex, texture({0, 0, {}}), W, H, 1.0f, false, false, 3, &blurStage));
+  EXPECT_TRUE(stage_.processFrom(srcTex, texture({0, 0, {}}), W, H, 1.0f, false, false, 3, &blurStage));
   EXPECT_TRUE(console.saw("Failed to make complete framebuffer object 8cd6")) << console.text();
 }
 
 TEST_P(OrvoStageTrailerDrawTest, PictureMeltsThenTheCardHolds) {
-  OrvoStageTrailer stage;
-  ASSERT_TRUE(stage.setupGL());
   const auto picture = quadrantPicture();
-  stage.loadImage(picture);
+  stage_.loadImage(picture);
   const test::Picture card = cardPicture(picture);
 
-  // At the very start only the picture shows.
-  ASSERT_TRUE(stage.processFrom(srcTex, outTex, W, H, 1e-4f, false, false, 3, &blurStage));
-  const test::Picture start = read(outTex, W, H);
-  for (size_t i = 0; i < src.rgba.size(); ++i) ASSERT_NEAR(start.rgba[i], src.rgba[i], 2.0) << "byte " << i;
-
-  expectMatches(stage, 0.5f, 3, false, false, card);   // half melted, no card yet
-  expectMatches(stage, 1.75f, 1, false, false, card);  // card half faded in and growing
+  expectMatches(1e-4f, 3, false, false, card);  // at the very start only the picture shows
+  expectMatches(0.5f, 3, false, false, card);   // half melted, no card yet
+  expectMatches(1.75f, 1, false, false, card);  // card half faded in and growing
   // {orientation, mirror, mirrorResult}
   for (const auto& [o, m, mr] : {std::tuple<int64_t, bool, bool>{3, false, false}, {4, false, false},
                                  {2, false, false}, {3, true, false}, {1, true, true}}) {
-    expectMatches(stage, 10.0f, o, m, mr, card);
+    expectMatches(10.0f, o, m, mr, card);
   }
 
   // Pinned by hand, late: the card's lower left (pixel 25,9) shows the
   // picture's first rows, left half (red) upright, and their right half
   // (green) transposed as orientation 1, like the watermark.
   for (const auto& [o, r, g] : {std::tuple<int64_t, int, int>{3, 255, 0}, {1, 0, 255}}) {
-    ASSERT_TRUE(stage.processFrom(srcTex, outTex, W, H, 10.0f, false, false, o, &blurStage));
+    ASSERT_TRUE(stage_.processFrom(srcTex, outTex, W, H, 10.0f, false, false, o, &blurStage));
     const test::Picture got = read(outTex, W, H);
     EXPECT_NEAR(got.at(25, 9, 0), r, 2.0) << "orientation " << o;
     EXPECT_NEAR(got.at(25, 9, 1), g, 2.0) << "orientation " << o;
@@ -190,11 +162,8 @@ TEST_P(OrvoStageTrailerDrawTest, PictureMeltsThenTheCardHolds) {
 }
 
 TEST_P(OrvoStageTrailerDrawTest, WithoutATrailerPictureTheCardIsTextureZero) {
-  OrvoStageTrailer stage;
-  ASSERT_TRUE(stage.setupGL());
   // Texture 0 has no image and samples opaque black.
-  const test::Picture black{1, 1, {0, 0, 0, 255}};
-  expectMatches(stage, 10.0f, 3, false, false, black);
+  expectMatches(10.0f, 3, false, false, test::Picture{1, 1, {0, 0, 0, 255}});
 }
 
 NUDORA_INSTANTIATE_FOR_BOTH_APIS(OrvoStageTrailerDrawTest);

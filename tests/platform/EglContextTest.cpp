@@ -1,8 +1,4 @@
 #include <GLES2/gl2.h>
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <string>
 
 #include "TestSupport.h"
 #include "platform/EglContext.h"

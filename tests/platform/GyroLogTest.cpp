@@ -1,19 +1,11 @@
 // Gyro log parsing (both formats, every malformed case) and its replay on the
 // virtual clock through a motion manager.
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
 #include <cctype>
-#include <filesystem>
-#include <fstream>
-#include <mutex>
-#include <string>
 #include <vector>
 
 #include "TestSupport.h"
 #include "platform/Clock.h"
-#include "platform/Console.h"
 #include "platform/GyroLog.h"
 #include "platform/GyroLogSource.h"
 #include "platform/MotionManager.h"
@@ -23,42 +15,22 @@ namespace {
 
 using test::ConsoleCapture;
 
-namespace fs = std::filesystem;
-
-struct TempDir {
-  TempDir() {
-    std::string pattern = (fs::temp_directory_path() / "nudora-gyrolog-XXXXXX").string();
-    path = mkdtemp(pattern.data());
-  }
-  ~TempDir() { fs::remove_all(path); }
-  std::string write(const std::string& name, const std::string& text) const {
-    std::string file = path + "/" + name;
-    std::ofstream(file, std::ios::binary) << text;
-    return file;
-  }
-  std::string path;
-};
-
 // Raw rows (t, gx, gy, gz) = (0, 100, 200, 300), (10, -50, 0, 25), (20, 0, 0, -100)
 // in milliseconds and 0.002 rad/s units: log-axis rates (0.2, 0.4, 0.6),
 // (-0.1, 0, 0.05), (0, 0, -0.2) at 0, 0.01, 0.02 s. Under YxZ the device rates
 // are (log y, -log x, log z).
-std::string gcsv(const std::string& orientation = "YxZ", const std::string& extraHeader = "") {
-  return "GYROFLOW IMU LOG\nversion,1.3\nid,test_logger\norientation," + orientation +
-         "\nnote,bench test, second take\ntscale,0.001\ngscale,0.002\n" + extraHeader +
-         "t,gx,gy,gz\n0,100,200,300\n10,-50,0,25\n20,0,0,-100\n";
-}
+const std::string kTake =
+    "GYROFLOW IMU LOG\nversion,1.3\nid,test_logger\norientation,YxZ\nnote,bench test, second take\ntscale,0.001\n"
+    "gscale,0.002\nt,gx,gy,gz\n0,100,200,300\n10,-50,0,25\n20,0,0,-100\n";
 
 void expectReading(const GyroData& d, double t, double x, double y, double z) {
   EXPECT_NEAR(d.timestamp, t, 1e-12);
-  EXPECT_NEAR(d.x, x, 1e-12);
-  EXPECT_NEAR(d.y, y, 1e-12);
-  EXPECT_NEAR(d.z, z, 1e-12);
+  test::expectXyz(d, x, y, z, 1e-12);
 }
 
 TEST(GyroLogTest, GcsvScalesAndOrientsIntoDeviceAxes) {
   GyroLog log;
-  ASSERT_TRUE(log.parse(gcsv(), "take.gcsv"));
+  ASSERT_TRUE(log.parse(kTake, "take.gcsv"));
   EXPECT_EQ(log.format(), GyroLog::Format::kGcsv);
   ASSERT_EQ(log.size(), 3u);
   EXPECT_EQ(log.header().at("note"), "bench test, second take");
@@ -102,32 +74,23 @@ TEST(GyroLogTest, PlainCsvWithAndWithoutHeader) {
 }
 
 TEST(GyroLogTest, OrientationLettersAreSignedAxisPicks) {
-  const std::string axes = "xyz";
+  // Every three-letter word over xyzXYZ: valid when it names each axis once;
+  // a capital takes that axis as it is, a small letter negated.
+  const std::string letters = "xyzXYZ";
   int accepted = 0;
-  for (char a : axes) {
-    for (char b : axes) {
-      for (char c : axes) {
-        for (int signs = 0; signs < 8; ++signs) {
-          std::string s{a, b, c};
-          for (int i = 0; i < 3; ++i) {
-            if (signs & (1 << i)) s[i] = static_cast<char>(std::toupper(s[i]));
-          }
-          GyroLog::Orientation o;
-          bool distinct = a != b && b != c && a != c;
-          ASSERT_EQ(GyroLog::Orientation::parse(s, &o), distinct) << s;
-          if (!distinct) continue;
-          ++accepted;
-          EXPECT_EQ(o.text(), s);
-          const double in[3] = {1, 2, 3};
-          double out[3];
-          o.apply(in, out);
-          for (int i = 0; i < 3; ++i) {
-            double expected = (std::tolower(s[i]) - 'x' + 1) * (std::isupper(s[i]) ? 1.0 : -1.0);
-            EXPECT_EQ(out[i], expected) << s << " axis " << i;
-          }
-        }
-      }
-    }
+  for (int n = 0; n < 216; ++n) {
+    const std::string s{letters[n % 6], letters[n / 6 % 6], letters[n / 36]};
+    const int a = std::tolower(s[0]), b = std::tolower(s[1]), c = std::tolower(s[2]);
+    GyroLog::Orientation o;
+    ASSERT_EQ(GyroLog::Orientation::parse(s, &o), a != b && b != c && a != c) << s;
+    if (a == b || b == c || a == c) continue;
+    ++accepted;
+    EXPECT_EQ(o.text(), s);
+    const double in[3] = {1, 2, 3};
+    double out[3];
+    o.apply(in, out);
+    for (int i = 0; i < 3; ++i)
+      EXPECT_EQ(out[i], (std::tolower(s[i]) - 'x' + 1) * (std::isupper(s[i]) ? 1.0 : -1.0)) << s << " axis " << i;
   }
   EXPECT_EQ(accepted, 48);  // 6 permutations x 8 sign patterns
   GyroLog::Orientation o;
@@ -167,8 +130,8 @@ TEST(GyroLogTest, MalformedLogsNameFileAndLineAndLoadNothing) {
       {"gcsv accel row", head + "t,gx,gy,gz,ax,ay,az\n0,1,2,3,4,5,6\n1,1,2,3\n", 9, "4 fields where the log has 7"},
       {"gcsv backwards", head + "t,gx,gy,gz\n10,1,2,3\n5,1,2,3\n", 9, "time goes backwards"},
   };
-  TempDir dir;
-  const std::string good = dir.write("good.gcsv", gcsv());
+  test::TempDir dir;
+  const std::string good = dir.write("good.gcsv", kTake);
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     GyroLog log;
@@ -195,15 +158,12 @@ class GyroLogSourceTest : public ::testing::Test {
  protected:
   struct Seen {
     GyroData data;
-    double uptime;
+    double uptime;  // the clock when the handler ran
   };
 
   void SetUp() override {
     Clock::stopVirtual();
-    log_ = std::make_shared<GyroLog>();
-    ASSERT_TRUE(log_->parse(gcsv(), "take.gcsv"));
-    manager_ = std::make_shared<MotionManager>();
-    source_ = std::make_shared<GyroLogSource>(log_, 100.0, manager_);
+    ASSERT_TRUE(log_->parse(kTake, "take.gcsv"));
     manager_->setSource(source_);
   }
   void TearDown() override {
@@ -222,9 +182,9 @@ class GyroLogSourceTest : public ::testing::Test {
     return seen_;
   }
 
-  std::shared_ptr<GyroLog> log_;
-  std::shared_ptr<MotionManager> manager_;
-  std::shared_ptr<GyroLogSource> source_;
+  std::shared_ptr<GyroLog> log_ = std::make_shared<GyroLog>();
+  std::shared_ptr<MotionManager> manager_ = std::make_shared<MotionManager>();
+  std::shared_ptr<GyroLogSource> source_ = std::make_shared<GyroLogSource>(log_, 100.0, manager_);
   std::mutex mutex_;
   std::vector<Seen> seen_;
 };

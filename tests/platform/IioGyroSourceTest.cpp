@@ -1,27 +1,20 @@
 // The IIO gyroscope against a fake sysfs tree in a temporary folder.
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
 #include <chrono>
-#include <condition_variable>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
 
 #include "TestSupport.h"
 #include "platform/Clock.h"
-#include "platform/Console.h"
 #include "platform/IioGyroSource.h"
 
 namespace nudora {
 namespace {
 
 using test::ConsoleCapture;
+using test::expectXyz;
 using test::ScopedEnv;
 
 namespace fs = std::filesystem;
@@ -41,8 +34,7 @@ class IioGyroSourceTest : public ::testing::Test {
  protected:
   void SetUp() override {
     unsetenv("NUDORA_IIO_DEVICE");
-    std::string pattern = (fs::temp_directory_path() / "nudora-iio-XXXXXX").string();
-    root_ = mkdtemp(pattern.data());
+    root_ = dir_.emplace().path;  // a fresh tree on every call
     // An accelerometer that must not be mistaken for the gyro.
     write("iio:device0/name", "accel\n");
     write("iio:device0/in_accel_x_raw", "5\n");
@@ -64,10 +56,6 @@ class IioGyroSourceTest : public ::testing::Test {
     write("iio:device2/in_anglvel_y_scale", "0.25");
     write("iio:device2/in_anglvel_z_scale", "2");
   }
-  void TearDown() override {
-    unsetenv("NUDORA_IIO_DEVICE");
-    fs::remove_all(root_);
-  }
   // Written beside and renamed into place, as a reader must never see half a value.
   void write(const std::string& relative, const std::string& text) {
     fs::path file = fs::path(root_) / relative;
@@ -77,12 +65,8 @@ class IioGyroSourceTest : public ::testing::Test {
     std::ofstream(temp) << text;
     fs::rename(temp, file);
   }
-  void expectRates(const GyroData& d, double x, double y, double z) {
-    EXPECT_NEAR(d.x, x, 1e-12);
-    EXPECT_NEAR(d.y, y, 1e-12);
-    EXPECT_NEAR(d.z, z, 1e-12);
-  }
 
+  std::optional<test::TempDir> dir_;
   std::string root_;
 };
 
@@ -97,7 +81,7 @@ TEST_F(IioGyroSourceTest, FindsTheGyroAndHonoursTheEnvironmentOverride) {
     IioGyroSource chosen(root_);
     GyroData d;
     ASSERT_TRUE(chosen.readNow(&d));
-    expectRates(d, 1.0, 1.0, -2.0);
+    expectXyz(d, 1.0, 1.0, -2.0, 1e-12);
   }
   {
     ScopedEnv env("NUDORA_IIO_DEVICE", "iio:device0");
@@ -120,7 +104,7 @@ TEST_F(IioGyroSourceTest, ReadingAppliesOffsetScaleAndMountMatrix) {
   double before = Clock::uptime();
   ASSERT_TRUE(source.readNow(&d));
   double after = Clock::uptime();
-  expectRates(d, 0.2, 0.11, 0.05);
+  expectXyz(d, 0.2, 0.11, 0.05, 1e-12);
   EXPECT_GE(d.timestamp, before);
   EXPECT_LE(d.timestamp, after);
 
@@ -128,7 +112,7 @@ TEST_F(IioGyroSourceTest, ReadingAppliesOffsetScaleAndMountMatrix) {
   write("iio:device1/in_anglvel_mount_matrix", "1, 0, 0; 0, 1, 0; 0, 0, -1");
   IioGyroSource remounted(root_);
   ASSERT_TRUE(remounted.readNow(&d));
-  expectRates(d, 0.11, -0.2, -0.05);
+  expectXyz(d, 0.11, -0.2, -0.05, 1e-12);
 }
 
 TEST_F(IioGyroSourceTest, MalformedCalibrationFailsStartNamingTheFile) {
@@ -146,8 +130,7 @@ TEST_F(IioGyroSourceTest, MalformedCalibrationFailsStartNamingTheFile) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.fragment);
-    TearDown();  // a fresh tree for every case
-    SetUp();
+    SetUp();  // a fresh tree for every case
     std::string file = root_ + "/iio:device1/" + c.file;
     if (c.text) {
       write(std::string("iio:device1/") + c.file, c.text);
@@ -182,7 +165,7 @@ TEST_F(IioGyroSourceTest, PollingLogsEachSpellOfFailuresOnce) {
   ASSERT_TRUE(eventually([&] { return received() >= 3; }));
   {
     std::lock_guard lock(mutex);
-    expectRates(got[2], 0.2, 0.11, 0.05);
+    expectXyz(got[2], 0.2, 0.11, 0.05, 1e-12);
     EXPECT_LE(got[1].timestamp, got[2].timestamp);
   }
 
@@ -198,7 +181,7 @@ TEST_F(IioGyroSourceTest, PollingLogsEachSpellOfFailuresOnce) {
   EXPECT_EQ(console.count("resumed"), 1);
   {
     std::lock_guard lock(mutex);
-    expectRates(got.back(), -0.3, 0.11, 0.05);
+    expectXyz(got.back(), -0.3, 0.11, 0.05, 1e-12);
   }
 
   // The device vanishing is one more spell, one more line.

@@ -1,13 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <random>
-#include <string>
 #include <vector>
 
-#include "platform/Console.h"
+#include "TestSupport.h"
 #include "platform/KeyValueStore.h"
 
 namespace nudora {
@@ -17,21 +12,9 @@ namespace fs = std::filesystem;
 
 class KeyValueStoreTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    folder_ = fs::temp_directory_path() /
-              ("nudora-kv-" + std::to_string(::getpid()) + "-" +
-               ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(folder_);
-    Console::setSinkForTesting([this](const std::string& line) { lines_.push_back(line); });
-  }
-  void TearDown() override {
-    Console::setSinkForTesting(nullptr);
-    std::error_code ec;
-    fs::permissions(folder_, fs::perms::owner_all, ec);
-    fs::remove_all(folder_, ec);
-  }
-  fs::path folder_;
-  std::vector<std::string> lines_;
+  test::TempDir dir_;
+  fs::path folder_ = dir_.path;
+  test::ConsoleCapture console_;
 };
 
 TEST_F(KeyValueStoreTest, DoublesSurviveAFreshStoreBitForBit) {
@@ -55,15 +38,11 @@ TEST_F(KeyValueStoreTest, DoublesSurviveAFreshStoreBitForBit) {
 }
 
 TEST_F(KeyValueStoreTest, CorruptFileReadsEmptyWithAWarningAndIsKept) {
-  fs::create_directories(folder_);
-  {
-    std::ofstream out(folder_ / "defaults.conf");
-    out << "this is not a store\n\x01\x02";
-  }
+  dir_.write("defaults.conf", "this is not a store\n\x01\x02");
   KeyValueStore store(folder_.string());
   EXPECT_EQ(store.doubleForKey("gyroZeroDriftX"), 0.0);
-  ASSERT_EQ(lines_.size(), 1u);
-  EXPECT_NE(lines_[0].find("defaults.conf"), std::string::npos);
+  EXPECT_EQ(console_.count("\n"), 1) << console_.text();
+  EXPECT_TRUE(console_.saw("defaults.conf")) << console_.text();
   ASSERT_TRUE(fs::exists(folder_ / "defaults.conf.corrupt"));
   std::ifstream kept(folder_ / "defaults.conf.corrupt");
   std::string first;
@@ -76,13 +55,11 @@ TEST_F(KeyValueStoreTest, CorruptFileReadsEmptyWithAWarningAndIsKept) {
 
 TEST_F(KeyValueStoreTest, UnwritableFolderFailsButKeepsTheValueInMemory) {
   // A folder under a plain file can never be made, not even by root.
-  fs::create_directories(folder_);
-  { std::ofstream(folder_ / "plain-file") << "x"; }
+  dir_.write("plain-file", "x");
   KeyValueStore store((folder_ / "plain-file" / "nudora").string());
   EXPECT_FALSE(store.setDouble(1.25, "x"));
   EXPECT_EQ(store.doubleForKey("x"), 1.25);
-  ASSERT_FALSE(lines_.empty());
-  EXPECT_NE(lines_.back().find("could not write"), std::string::npos) << lines_.back();
+  EXPECT_TRUE(console_.saw("could not write")) << console_.text();
 }
 
 TEST_F(KeyValueStoreTest, RejectsKeysThatWouldBreakTheFile) {

@@ -1,22 +1,14 @@
 // The motion manager's delivery and stop guarantees, driven by host-pushed
 // readings so that every step is under the test's control.
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
 #include <atomic>
-#include <chrono>
 #include <cmath>
-#include <filesystem>
 #include <functional>
 #include <future>
-#include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
 
 #include "TestSupport.h"
-#include "platform/Console.h"
 #include "platform/HostGyroSource.h"
 #include "platform/IioGyroSource.h"
 #include "platform/MotionManager.h"
@@ -29,11 +21,7 @@ using test::ConsoleCapture;
 
 class MotionManagerTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    manager_ = std::make_shared<MotionManager>();
-    host_ = std::make_shared<HostGyroSource>();
-    manager_->setSource(host_);
-  }
+  void SetUp() override { manager_->setSource(host_); }
 
   // A handler that records each reading and, on the first one, blocks until
   // release() and then runs afterFirst.
@@ -64,8 +52,8 @@ class MotionManagerTest : public ::testing::Test {
     for (int i = 2; i <= 5; ++i) ASSERT_TRUE(host_->push(0, 0, 0, i));
   }
 
-  std::shared_ptr<MotionManager> manager_;
-  std::shared_ptr<HostGyroSource> host_;
+  std::shared_ptr<MotionManager> manager_ = std::make_shared<MotionManager>();
+  std::shared_ptr<HostGyroSource> host_ = std::make_shared<HostGyroSource>();
   std::mutex mutex_;
   std::vector<double> timestamps_;
   std::promise<void> entered_, release_;
@@ -118,8 +106,7 @@ TEST_F(MotionManagerTest, StopFromTheHandlerDropsReadingsAlreadyQueued) {
 TEST_F(MotionManagerTest, StopElsewhereWaitsForTheRunningHandlerAndDropsTheRest) {
   startBlockingOnFirst();
   pushOneHeldAndFourQueued();
-  std::atomic<bool> stopReturned{false};
-  std::atomic<bool> handlerDoneAtReturn{false};
+  std::atomic<bool> stopReturned{false}, handlerDoneAtReturn{false};
   std::thread stopper([&] {
     manager_->stopGyroUpdates();
     handlerDoneAtReturn = firstFinished_.load();

@@ -1,10 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <atomic>
-#include <string>
 #include <vector>
 
-#include "platform/Console.h"
+#include "TestSupport.h"
 #include "platform/SerialQueue.h"
 
 namespace nudora {
@@ -26,17 +23,15 @@ TEST(SerialQueue, RunsBlocksInOrderAndSyncWaitsForThem) {
 }
 
 TEST(SerialQueue, SyncOntoItsOwnQueueFailsWithAMessageInsteadOfHanging) {
-  std::vector<std::string> lines;
-  Console::setSinkForTesting([&](const std::string& line) { lines.push_back(line); });
+  test::ConsoleCapture console;
   SerialQueue queue("test.self");
   bool innerRan = false;
   bool innerResult = true;
   ASSERT_TRUE(queue.sync([&] { innerResult = queue.sync([&] { innerRan = true; }); }));
-  Console::setSinkForTesting(nullptr);
   EXPECT_FALSE(innerResult);
   EXPECT_FALSE(innerRan);
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_NE(lines[0].find("test.self"), std::string::npos) << lines[0];
+  EXPECT_EQ(console.count("\n"), 1) << console.text();
+  EXPECT_TRUE(console.saw("test.self")) << console.text();
 }
 
 TEST(SerialQueue, SpecificValuesBelongToTheQueueTheCallerRunsOn) {

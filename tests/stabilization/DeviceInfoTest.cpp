@@ -1,11 +1,8 @@
 #include "stabilization/DeviceInfo.h"
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
+#include <vector>
 
-#include <filesystem>
-#include <optional>
-
+#include "TestSupport.h"
 #include "platform/KeyValueStore.h"
 #include "platform/MotionManager.h"
 #include "stabilization/OrvoCameraMotionEstimator.h"
@@ -28,39 +25,22 @@ TEST(DeviceInfo, TableCodesAreExact) {
 // The estimator's camera properties for a posed device model.
 class CameraTableTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    const char* old = std::getenv("NUDORA_DEVICE_MODEL");
-    if (old) saved = old;
-    char pattern[] = "/tmp/nudora-devinfo-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    folder = pattern;
-    est = std::make_unique<OrvoCameraMotionEstimator>(std::make_shared<MotionManager>(),
-                                                      std::make_shared<KeyValueStore>(folder));
-  }
-  void TearDown() override {
-    if (saved)
-      setenv("NUDORA_DEVICE_MODEL", saved->c_str(), 1);
-    else
-      unsetenv("NUDORA_DEVICE_MODEL");
-    std::filesystem::remove_all(folder);
-  }
   void pose(const char* model, bool mirror) {
     setenv("NUDORA_DEVICE_MODEL", model, 1);
-    est->initDeviceDependentProperties(mirror);
+    posed = std::string(model) + (mirror ? " front" : " rear");
+    est.initDeviceDependentProperties(mirror);
   }
   void expectCamera(float focal, float width, float height, float cropW, float cropH, float readout, double delay) {
-    EXPECT_EQ(est->focalLength(), focal);
-    EXPECT_EQ(est->sensorWidth(), width);
-    EXPECT_EQ(est->sensorHeight(), height);
-    EXPECT_EQ(est->sensorCropWidth(), cropW);
-    EXPECT_EQ(est->sensorCropHeight(), cropH);
-    EXPECT_EQ(est->frameReadoutTime(), readout);
-    EXPECT_EQ(est->gyroToFrameDelay(), delay);
-    EXPECT_EQ(est->motionUpdateInterval(), 0.01);
+    EXPECT_EQ((std::vector<double>{est.focalLength(), est.sensorWidth(), est.sensorHeight(), est.sensorCropWidth(),
+                                   est.sensorCropHeight(), est.frameReadoutTime(), est.gyroToFrameDelay(),
+                                   est.motionUpdateInterval()}),
+              (std::vector<double>{focal, width, height, cropW, cropH, readout, delay, 0.01}))
+        << posed;
   }
-  std::optional<std::string> saved;
-  std::string folder;
-  std::unique_ptr<OrvoCameraMotionEstimator> est;
+  test::ScopedEnv modelEnv{"NUDORA_DEVICE_MODEL", ""};  // put back after the test
+  std::string posed = "host parameters";
+  test::TempDir folder;
+  OrvoCameraMotionEstimator est{std::make_shared<MotionManager>(), std::make_shared<KeyValueStore>(folder.path)};
 };
 
 TEST_F(CameraTableTest, RowsAndTheValuesResetOnEveryCall) {
@@ -90,21 +70,21 @@ TEST_F(CameraTableTest, HostCameraParametersReplaceTheTableUntilCleared) {
   // The stabiliser only uses the visible sensor extent over the focal length.
   EXPECT_FLOAT_EQ(own.focalLength / (own.sensorWidth * own.sensorCropWidth), 1400.0f / 1920.0f);
   EXPECT_FLOAT_EQ(own.focalLength / (own.sensorHeight * own.sensorCropHeight), 1400.0f / 1080.0f);
-  ASSERT_TRUE(est->setCameraParameters(own));
+  ASSERT_TRUE(est.setCameraParameters(own));
   for (bool mirror : {false, true}) {
-    est->setMirror(mirror);
+    est.setMirror(mirror);
     expectCamera(own.focalLength, own.sensorWidth, own.sensorHeight, 1.0f, 1.0f, 0.021f, -0.004);
   }
 
   OrvoCameraParameters bad = own;
   bad.sensorCropHeight = 1.5f;
-  EXPECT_FALSE(est->setCameraParameters(bad));
-  EXPECT_EQ(est->sensorCropHeight(), 1.0f);  // the previous parameters stay
+  EXPECT_FALSE(est.setCameraParameters(bad));
+  EXPECT_EQ(est.sensorCropHeight(), 1.0f);  // the previous parameters stay
   bad = own;
   bad.focalLength = 0.0f;
-  EXPECT_FALSE(est->setCameraParameters(bad));
+  EXPECT_FALSE(est.setCameraParameters(bad));
 
-  ASSERT_TRUE(est->setCameraParameters(std::nullopt));  // back to the table, last mirror kept (front)
+  ASSERT_TRUE(est.setCameraParameters(std::nullopt));  // back to the table, last mirror kept (front)
   expectCamera(2.65f, 2.885f, 2.164f, 1.0f, 0.75f, 0.016f, 0.01);
 }
 

@@ -17,11 +17,6 @@ struct ChronoModel {
   std::vector<OrvoMotionSample> s;  // oldest first, at most 256
   bool mirror = false;
 
-  void reset() {
-    s.clear();
-    mirror = false;
-  }
-
   void push(double dx, double dy, double dz, double t) {
     OrvoMotionSample m;
     m.timestamp = t;
@@ -31,9 +26,7 @@ struct ChronoModel {
     auto wild = [](float v) { return std::fabs(v) > 5.0f; };
     if (wild(m.x) || wild(m.y) || wild(m.z)) {
       const OrvoMotionSample last = s.empty() ? OrvoMotionSample{} : s.back();
-      m.x = last.x;
-      m.y = last.y;
-      m.z = last.z;
+      m = OrvoMotionSample{t, last.x, last.y, last.z};
     }
     s.push_back(m);
     if (s.size() > 256) s.erase(s.begin());
@@ -78,7 +71,7 @@ TEST(OrvoMotionSampleRingBuffer, IntervalQueriesMatchChronologicalModelOverRando
 
   for (int trial = 0; trial < 400; ++trial) {
     ring.reset();
-    model.reset();
+    model = ChronoModel{};
     const int writes = static_cast<int>(unit(rng) * 700);  // often past 256: wrap-around
     const bool jumbled = trial % 7 == 0;                   // stamps out of order now and then
     double t = 100.0 * unit(rng);

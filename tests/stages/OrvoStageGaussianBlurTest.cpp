@@ -25,16 +25,7 @@ TEST(OrvoStageGaussianBlurSizes, FollowTheLevelTableRoundingDown) {
   EXPECT_EQ(OrvoStageGaussianBlur::levelSize(5, 1000, 750).width, 0);
 }
 
-class OrvoStageGaussianBlurTest : public test::GlContextTest {
- protected:
-  void SetUp() override {
-    GlContextTest::SetUp();
-    if (!IsSkipped() && !HasFatalFailure()) {
-      ASSERT_TRUE(stage_.setupGL());
-    }
-  }
-  OrvoStageGaussianBlur stage_;
-};
+using OrvoStageGaussianBlurTest = test::StageTest<OrvoStageGaussianBlur>;
 
 // One pass of the reference: nine taps `step` apart (texture units), sigma
 // 1.5 taps, at dst's texel centres zoomed about the centre; 8-bit result.
@@ -66,11 +57,8 @@ TEST_P(OrvoStageGaussianBlurTest, LevelOneMatchesCpuGaussianWithinTwoSteps) {
     stage_.processLevel(1, sourceTexture, W, H, zoom);
     const Picture horizontal = blurPass(source, size.xWidth, size.xHeight, 2.0 / W, 0.0, 1.0 / zoom);
     const Picture expected = blurPass(horizontal, size.width, size.height, 0.0, 2.0 / H, 1.0);
-    const Picture got = read(stage_.level1GaussianTexture(), size.width, size.height);
-    for (size_t i = 0; i < got.rgba.size(); ++i) {
-      ASSERT_NEAR(got.rgba[i], expected.rgba[i], 2) << "zoom " << zoom << " pixel " << i / 4 % size.width << ","
-                                                    << i / 4 / size.width << " channel " << i % 4;
-    }
+    test::comparePicture(read(stage_.level1GaussianTexture(), size.width, size.height),
+                         [&](int x, int y, int c) { return expected.at(x, y, c); }, 2, "zoom " + std::to_string(zoom));
   }
 }
 
@@ -102,7 +90,7 @@ TEST_P(OrvoStageGaussianBlurTest, LevelCountWritesOnlyTheLevelsAsked) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Api, OrvoStageGaussianBlurTest, ::testing::Values(3, 2), test::apiName);
+NUDORA_INSTANTIATE_FOR_BOTH_APIS(OrvoStageGaussianBlurTest);
 
 }  // namespace
 }  // namespace nudora

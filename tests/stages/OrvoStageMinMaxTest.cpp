@@ -26,24 +26,15 @@ Picture closing(Picture p, int step) {
   return p;
 }
 
-class OrvoStageMinMaxTest : public test::GlContextTest {
+class OrvoStageMinMaxTest : public test::StageTest<OrvoStageMinMax> {
  protected:
-  void SetUp() override {
-    GlContextTest::SetUp();
-    if (!IsSkipped() && !HasFatalFailure()) {
-      ASSERT_TRUE(stage_.setupGL());
-    }
-  }
   void expectClosing(GLuint src, GLuint inter, GLuint dst, const Picture& source, int step) {
     attach(0);
     ASSERT_TRUE(stage_.processFromTex(src, inter, dst, source.width, source.height, static_cast<float>(step)));
-    const Picture got = read(dst, source.width, source.height), want = closing(source, step);
-    for (size_t i = 0; i < got.rgba.size(); ++i) {
-      ASSERT_EQ(got.rgba[i], want.rgba[i]) << "step " << step << (src == dst ? " in place" : "") << " pixel "
-                                           << i / 4 % got.width << "," << i / 4 / got.width << " channel " << i % 4;
-    }
+    const Picture want = closing(source, step);
+    test::comparePicture(read(dst, source.width, source.height), [&](int x, int y, int c) { return want.at(x, y, c); },
+                         0, "step " + std::to_string(step) + (src == dst ? " in place" : ""));
   }
-  OrvoStageMinMax stage_;
 };
 
 TEST_P(OrvoStageMinMaxTest, MatchesCpuClosingAlsoInPlace) {
@@ -56,7 +47,7 @@ TEST_P(OrvoStageMinMaxTest, MatchesCpuClosingAlsoInPlace) {
   EXPECT_FALSE(stage_.processFromTex(src, dst, dst, 40, 28, 1.0f));
 }
 
-INSTANTIATE_TEST_SUITE_P(Api, OrvoStageMinMaxTest, ::testing::Values(3, 2), test::apiName);
+NUDORA_INSTANTIATE_FOR_BOTH_APIS(OrvoStageMinMaxTest);
 
 }  // namespace
 }  // namespace nudora

@@ -1,17 +1,14 @@
 // `nudora still` run as a program: a generated picture through the identity
 // style on ES 3 and ES 2, and bad input turned away with one error line, a
 // failing exit and no file left behind.
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <random>
 #include <sstream>
 
+#include "TestSupport.h"
 #include "platform/EglContext.h"
 #include "platform/Image.h"
 
@@ -28,31 +25,24 @@ class StillCommandTest : public ::testing::Test {
     // Built beside the tests: <build>/tools/nudora next to <build>/tests/.
     program_ = fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "tools" / "nudora";
     if (!fs::exists(program_)) GTEST_SKIP() << "the nudora program was not built: " << program_;
-    std::string pattern = (fs::path(::testing::TempDir()) / "still-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
     std::mt19937 rng(11);
     for (int i = 0; i < 37 * 23 * 4; ++i) picture_.data()[i] = i % 4 == 3 ? 255 : static_cast<uint8_t>(rng());
     ASSERT_TRUE(picture_.write((dir_ / "in.png").string()));
   }
-  void TearDown() override {
-    std::error_code ec;
-    if (!dir_.empty()) fs::remove_all(dir_, ec);
-  }
   // Runs `nudora still args`; the exit status, with stderr in err_.
   int still(const std::string& args, const std::string& env = "") {
-    const fs::path log = fs::temp_directory_path() / ("still-err-" + dir_.filename().string());
+    const fs::path log = fs::path(logDir_.path) / "err";
     const int raw = std::system((env + " " + q(program_) + " still " + args + " >/dev/null 2>" + q(log)).c_str());
     std::stringstream text;
     text << std::ifstream(log).rdbuf();
     err_ = text.str();
-    fs::remove(log);
     return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
   }
   long errLines() const { return std::count(err_.begin(), err_.end(), '\n'); }
   size_t files() const { return std::distance(fs::directory_iterator(dir_), fs::directory_iterator()); }
 
-  fs::path program_, dir_;
+  test::TempDir pictures_, logDir_;
+  fs::path program_, dir_ = pictures_.path;
   Image picture_{37, 23};
   std::string err_;
 };
