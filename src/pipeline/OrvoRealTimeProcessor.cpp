@@ -4,6 +4,7 @@
 #include "pipeline/OrvoStageTrailer.h"
 #include "pipeline/OrvoStageWatermark.h"
 #include "platform/Console.h"
+#include "stabilization/OrvoVideoStabilizer.h"
 
 namespace nudora {
 
@@ -13,10 +14,15 @@ std::shared_ptr<OrvoRealTimeProcessor> OrvoRealTimeProcessor::sharedInstance() {
 }
 
 OrvoRealTimeProcessor::~OrvoRealTimeProcessor() {
-  // The trailer frees its GL objects in its destructor: on the queue, with
-  // the context current. The base destructor then releases the rest.
+  // The trailer and the stabiliser free their GL objects in their
+  // destructors: on the queue, with the context current. The stabiliser goes
+  // in any case, since it also hands back its share of the gyro (it leaves
+  // GL alone when the context cannot be made current). The base destructor
+  // then releases the rest.
   queue_->sync([this] {
-    if (makeCurrent()) stageTrailer_.reset();
+    const bool current = makeCurrent();
+    if (current) stageTrailer_.reset();
+    videoStabilizer_.reset();
     backgroundTexCache_.reset();
   });
 }
@@ -27,7 +33,11 @@ bool OrvoRealTimeProcessor::createResources() {
   makeCurrent();
   if (!stageTrailer_) stageTrailer_ = std::make_shared<OrvoStageTrailer>();
   stageTrailer_->setupGL();
-  // The stabiliser, denoiser and segmentor (ES 3 only) join here once they exist.
+  if (isGLES3()) {
+    if (!videoStabilizer_) videoStabilizer_ = std::make_shared<OrvoVideoStabilizer>();
+    videoStabilizer_->setupGL(context_.get());
+  }
+  // The denoiser and segmentor (ES 3 only) join here once they exist.
   backgroundTexCache_ = TextureCache::create();
   if (!backgroundTexCache_) {
     consoleLog("Error at Creating background texture cache %d", kTextureCacheNoContext);
@@ -103,8 +113,27 @@ bool OrvoRealTimeProcessor::processFilterEffectPixelBuffer(const std::shared_ptr
 
     const bool watermarkOn = stageWatermark_ && stageWatermark_->enabled();
     const bool sameSize = inW == outW && inH == outH;
-    // Stabilisation: the stabiliser (ES 3 only) is not part of this build, so,
-    // as on ES 2, the flag has no effect and the frame goes on from the input.
+    // Stabilisation (ES 3 only; on ES 2 there is no stabiliser and the frame
+    // goes on from the input). When it is the last pass that changes the
+    // picture and the sizes match, it renders straight into the output and
+    // the frame ends.
+    if (!stabilization_) {
+      if (videoStabilizer_ && videoStabilizer_->enabled()) videoStabilizer_->disable();
+    } else {
+      if (videoStabilizer_ && !videoStabilizer_->enabled()) videoStabilizer_->enable();
+      const bool direct = !needEffectFilter() && trailerAnimation <= kDirectTrailerLimit && !denoise_ &&
+                          !watermarkOn && sameSize;
+      const GLuint target = direct ? outTex : spareTex;
+      if (videoStabilizer_ && videoStabilizer_->process(sample, mirror, srcTex, target, lensZoom_)) {
+        if (direct) {
+          result = true;
+          outputDrawn = true;
+          return;
+        }
+        spareTex = inTex;
+        srcTex = target;
+      }
+    }
     if (!canProcess_) return;
     if (denoise_) {
       // The denoiser (ES 3 only) is absent as on ES 2: it draws nothing, yet

@@ -10,9 +10,10 @@
 // returns without a frame). Property setters are plain stores from the
 // host's thread; a frame reads each flag when its stage comes.
 //
-// The video stabiliser, the time-domain denoiser and the segmentor exist
-// only on ES 3 contexts and are not part of this build: the pipeline runs as
-// on an ES 2 context, where every call on them yields NO.
+// The video stabiliser exists only on ES 3 contexts; on ES 2 the
+// stabilisation flag changes nothing. The time-domain denoiser and the
+// segmentor (ES 3 only) are not part of this build: the pipeline runs as on
+// an ES 2 context for them, where every call on them yields NO.
 
 #include <memory>
 
@@ -22,6 +23,7 @@
 namespace nudora {
 
 class OrvoStageTrailer;
+class OrvoVideoStabilizer;
 
 // A colour with components in 0..1.
 struct OrvoColor {
@@ -80,6 +82,9 @@ class OrvoRealTimeProcessor : public OrvoBaseProcessor {
   int64_t blueScreenType() const { return blueScreenType_; }
   void setBlueScreenType(int64_t v) { blueScreenType_ = v; }
   const std::shared_ptr<OrvoStageTrailer>& stageTrailer() const { return stageTrailer_; }
+  // Null on ES 2. Its settings (cropping, digital adjustment) may be changed
+  // between frames; its GL work runs on the processing queue only.
+  const std::shared_ptr<OrvoVideoStabilizer>& videoStabilizer() const { return videoStabilizer_; }
   const std::shared_ptr<TextureCache>& backgroundTexCache() const { return backgroundTexCache_; }
 
   // The frame-ending threshold of the direct shortcuts: the single-precision
@@ -98,6 +103,7 @@ class OrvoRealTimeProcessor : public OrvoBaseProcessor {
   int64_t blueScreenType_ = 0;
   std::shared_ptr<TextureCache> backgroundTexCache_;
   std::shared_ptr<OrvoStageTrailer> stageTrailer_;
+  std::shared_ptr<OrvoVideoStabilizer> videoStabilizer_;
 };
 
 }  // namespace nudora
