@@ -11,6 +11,8 @@ namespace nudora::tool {
 void addInfoCommand(CLI::App& app);
 void addPassThroughCommand(CLI::App& app);
 void addStillCommand(CLI::App& app);
+void addSynthCommand(CLI::App& app);
+void addProcessCommand(CLI::App& app);
 
 void setExitCode(int code);
 int exitCode();

@@ -13,6 +13,8 @@ int main(int argc, char** argv) {
   nudora::tool::addInfoCommand(app);
   nudora::tool::addPassThroughCommand(app);
   nudora::tool::addStillCommand(app);
+  nudora::tool::addSynthCommand(app);
+  nudora::tool::addProcessCommand(app);
 
   try {
     app.parse(argc, argv);

@@ -1,0 +1,226 @@
+// `nudora synth` run as a program: the three files, a gyro log that loads and
+// whose rates integrate to the true path's rotations, and frames that show
+// the scene moving the way the true path says, row by row (rolling shutter,
+// row 0 read out first). The reference geometry here is written from the
+// conventions with glm, apart from the tool's own code.
+#include <glm/gtc/quaternion.hpp>
+
+#include "ToolTestSupport.h"
+#include "platform/GyroLog.h"
+#include "video/VideoWriter.h"
+
+namespace nudora {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct TruthFrame {
+  double pts = 0.0;
+  glm::dquat first, last;  // orientation at row 0 and at the last row
+};
+
+struct Clip {
+  test::TempDir dir;
+  std::map<std::string, double> header;
+  std::vector<TruthFrame> truth;
+};
+
+glm::dquat quat(double x, double y, double z, double w) { return glm::dquat(w, x, y, z); }
+
+// Rotation vector (axis times angle) of a unit quaternion.
+glm::dvec3 toVector(glm::dquat q) {
+  if (q.w < 0.0) q = -q;
+  const glm::dvec3 v(q.x, q.y, q.z);
+  const double s = glm::length(v);
+  return s < 1e-15 ? glm::dvec3(0.0) : v * (2.0 * std::atan2(s, q.w) / s);
+}
+
+class SynthCommandTest : public ::testing::Test {
+ protected:
+  // One lossless clip with an exaggerated readout for all the checks.
+  static void SetUpTestSuite() {
+    if (!fs::exists(test::nudoraProgram())) return;
+    clip_ = std::make_unique<Clip>();
+    const auto run = test::runNudora("synth -o " + test::shellQuoted(clip_->dir.path) +
+                                         " --size 320x192 --seconds 3 --readout-ms 30 --seed 5 --lossless",
+                                     clip_->dir.path);
+    ASSERT_EQ(run.status, 0) << run.err;
+    std::ifstream in(clip_->dir.path + "/truth.csv");
+    std::string line;
+    std::getline(in, line);  // "# nudora synth truth: key=value,..."
+    std::stringstream fields(line.substr(line.find(':') + 1));
+    for (std::string field; std::getline(fields, field, ',');) {
+      const size_t start = field.find_first_not_of(' '), equals = field.find('=');
+      clip_->header[field.substr(start, equals - start)] = std::stod(field.substr(equals + 1));
+    }
+    std::getline(in, line);  // comment
+    std::getline(in, line);  // column names
+    while (std::getline(in, line)) {
+      std::vector<double> v;
+      std::stringstream row(line);
+      for (std::string cell; std::getline(row, cell, ',');) v.push_back(std::stod(cell));
+      ASSERT_EQ(v.size(), 10u) << line;
+      clip_->truth.push_back({v[1], quat(v[2], v[3], v[4], v[5]), quat(v[6], v[7], v[8], v[9])});
+    }
+  }
+  static void TearDownTestSuite() { clip_.reset(); }
+  void SetUp() override {
+    if (!clip_) GTEST_SKIP() << "the nudora program was not built";
+  }
+  static std::unique_ptr<Clip> clip_;
+};
+std::unique_ptr<Clip> SynthCommandTest::clip_;
+
+TEST_F(SynthCommandTest, WritesAGcsvLogThatLoadsAndATruthForEveryFrame) {
+  GyroLog log;
+  ASSERT_TRUE(log.load(clip_->dir.path + "/gyro.gcsv"));
+  EXPECT_EQ(log.format(), GyroLog::Format::kGcsv);
+  EXPECT_EQ(log.fileOrientation().text(), "XYZ");
+  EXPECT_EQ(log.header().at("frame_readout_time").substr(0, 2), "30");
+  EXPECT_NEAR(log.readings()[1].t - log.readings()[0].t, 0.005, 1e-9);  // 200 Hz
+  ASSERT_EQ(clip_->truth.size(), 90u);
+  EXPECT_EQ(clip_->header.at("focal_px"), 0.8 * 320);
+  EXPECT_EQ(clip_->header.at("readout_s"), 0.03);
+  // Every frame's readout lies inside the log.
+  EXPECT_LE(log.startTime(), clip_->truth.front().pts);
+  EXPECT_GE(log.endTime(), clip_->truth.back().pts + 0.03);
+  EXPECT_EQ(test::decodeAll(clip_->dir.path + "/input.mkv").size(), 90u);
+}
+
+TEST_F(SynthCommandTest, GyroRatesIntegrateToTheTruePath) {
+  GyroLog log;
+  ASSERT_TRUE(log.load(clip_->dir.path + "/gyro.gcsv"));
+  // Image-axis rates from device axes: image x = -device y, image y = device x.
+  std::vector<double> t;
+  std::vector<glm::dvec3> rate;
+  for (const auto& r : log.readings()) {
+    t.push_back(r.t);
+    rate.emplace_back(-r.y, r.x, r.z);
+  }
+  // The bias, as a calibration would learn it, from the rest at the start.
+  glm::dvec3 bias(0.0);
+  int n = 0;
+  for (size_t i = 0; i < t.size() && t[i] < clip_->header.at("rest_s") - 0.05; ++i, ++n) bias += rate[i];
+  bias /= n;
+  for (int c = 0; c < 3; ++c) EXPECT_GT(std::fabs(bias[c]), 0.002) << "a realistic log has a bias";
+
+  auto rateAt = [&](double when) {
+    const size_t j = std::min<size_t>(std::upper_bound(t.begin(), t.end(), when) - t.begin(), t.size() - 1);
+    const double w = (when - t[j - 1]) / (t[j] - t[j - 1]);
+    return rate[j - 1] * (1.0 - w) + rate[j] * w - bias;
+  };
+  // Trapezoids over the readings between from and to.
+  auto integrate = [&](double from, double to) {
+    std::vector<double> knots{from};
+    for (double x : t) {
+      if (x > from && x < to) knots.push_back(x);
+    }
+    knots.push_back(to);
+    glm::dvec3 sum(0.0);
+    for (size_t k = 1; k < knots.size(); ++k)
+      sum += (rateAt(knots[k - 1]) + rateAt(knots[k])) * 0.5 * (knots[k] - knots[k - 1]);
+    return sum;
+  };
+
+  const double lastRow = clip_->header.at("readout_s") * (192.0 - 1.0) / 192.0;
+  double biggest = 0.0;
+  for (size_t i = 0; i + 1 < clip_->truth.size(); ++i) {
+    const TruthFrame &a = clip_->truth[i], &b = clip_->truth[i + 1];
+    // Body-frame rotation between frames, by right multiplication.
+    const glm::dvec3 between = toVector(glm::conjugate(a.first) * b.first);
+    const glm::dvec3 readout = toVector(glm::conjugate(a.first) * a.last);
+    biggest = std::max(biggest, glm::length(between));
+    // Noise (0.003 rad/s white at 200 Hz) integrates to about 4e-5 rad per
+    // frame; a wrong axis or sign is off by the rotation itself.
+    EXPECT_LT(glm::length(integrate(a.pts, b.pts) - between), 3e-4) << "frames " << i << "-" << i + 1;
+    EXPECT_LT(glm::length(integrate(a.pts, a.pts + lastRow) - readout), 2e-4) << "readout of frame " << i;
+  }
+  EXPECT_GT(biggest, 5e-3) << "the path should shake";
+}
+
+TEST_F(SynthCommandTest, FramesMoveAsThePathSaysRowByRow) {
+  int w = 0, h = 0;
+  const auto frames = test::decodeAll(clip_->dir.path + "/input.mkv", &w, &h);
+  ASSERT_EQ(frames.size(), clip_->truth.size());
+  const double f = clip_->header.at("focal_px");
+  // The pair, three frames apart, whose rows disagree most (fastest turn).
+  size_t a = 0;
+  double fastest = 0.0;
+  for (size_t i = 0; i + 3 < frames.size(); ++i) {
+    const double skew = glm::length(toVector(glm::conjugate(clip_->truth[i].first) * clip_->truth[i].last));
+    if (skew > fastest) fastest = skew, a = i;
+  }
+  const size_t b = a + 3;
+  ASSERT_GT(fastest * f, 1.5) << "the rolling shutter should skew the frame by pixels";
+
+  auto rowOrientation = [&](size_t frame, double row, bool reversed) {
+    const double s = row / (h - 1.0);
+    return glm::slerp(clip_->truth[frame].first, clip_->truth[frame].last, reversed ? 1.0 - s : s);
+  };
+  auto luma = [&](const test::DecodedFrame& fr, double x, double y) {
+    x = std::clamp(x, 0.0, w - 1.001), y = std::clamp(y, 0.0, h - 1.001);
+    const int x0 = static_cast<int>(x), y0 = static_cast<int>(y);
+    const double fx = x - x0, fy = y - y0;
+    auto at = [&](int xx, int yy) {
+      const uint8_t* p = &fr.bgra[(static_cast<size_t>(yy) * w + xx) * 4];
+      return 0.114 * p[0] + 0.587 * p[1] + 0.299 * p[2];
+    };
+    return (at(x0, y0) * (1 - fx) + at(x0 + 1, y0) * fx) * (1 - fy) +
+           (at(x0, y0 + 1) * (1 - fx) + at(x0 + 1, y0 + 1) * fx) * fy;
+  };
+  // Mean difference between frame a and frame b sampled where a model puts
+  // each pixel of a (sign -1: the motion taken the wrong way round).
+  auto mismatch = [&](bool still, bool reversed, double sign) {
+    double sum = 0.0;
+    int count = 0;
+    for (int row = 24; row < h - 24; row += 3) {
+      for (int col = 24; col < w - 24; col += 3) {
+        double x = col, y = row;
+        if (!still) {
+          const glm::dvec3 ray((col + 0.5 - w / 2.0) / f, (h / 2.0 - row - 0.5) / f, -1.0);
+          const glm::dquat qa = rowOrientation(a, row, reversed);
+          for (int pass = 0; pass < 3; ++pass) {  // the row in b depends on where the point lands
+            const glm::dquat qb = rowOrientation(b, y, reversed);
+            const glm::dquat relative = sign > 0 ? glm::conjugate(qb) * qa : glm::conjugate(qa) * qb;
+            const glm::dvec3 c = relative * ray;
+            x = w / 2.0 + f * c.x / -c.z - 0.5;
+            y = h / 2.0 - f * c.y / -c.z - 0.5;
+          }
+        }
+        sum += std::fabs(luma(frames[a], col, row) - luma(frames[b], x, y));
+        ++count;
+      }
+    }
+    return sum / count;
+  };
+  const double truth = mismatch(false, false, 1.0);
+  const double still = mismatch(true, false, 1.0);
+  const double backwards = mismatch(false, false, -1.0);
+  const double bottomFirst = mismatch(false, true, 1.0);
+  EXPECT_LT(truth, 0.3 * still) << "frames " << a << ", " << b;
+  EXPECT_LT(truth, 0.3 * backwards);
+  EXPECT_LT(truth, 0.5 * bottomFirst) << "row 0 is read out first";
+}
+
+TEST(SynthCommandDefaults, WritesTheThreeFilesAndRefusesBadSizes) {
+  if (!fs::exists(test::nudoraProgram())) GTEST_SKIP() << "the nudora program was not built";
+  test::TempDir dir;
+  const std::string out = dir.path + "/clip";
+  auto run = test::runNudora("synth -o " + test::shellQuoted(out) + " --size 64x48 --seconds 0.5", dir.path);
+  ASSERT_EQ(run.status, 0) << run.err;
+  const std::string video = tool::VideoWriter::hasH264Encoder() ? "/input.mp4" : "/input.mkv";
+  EXPECT_EQ(test::decodeAll(out + video).size(), 15u);
+  EXPECT_TRUE(fs::exists(out + "/gyro.gcsv") && fs::exists(out + "/truth.csv"));
+  EXPECT_NE(run.out.find("nudora process " + out + video), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("--focal-px 51.2"), std::string::npos) << run.out;
+
+  for (const char* bad : {"--size 63x48", "--size 8x8", "--fps 0", "--readout-ms 50"}) {
+    run = test::runNudora("synth -o " + test::shellQuoted(dir.path + "/bad") + " " + bad, dir.path);
+    EXPECT_NE(run.status, 0) << bad;
+    EXPECT_EQ(run.errLines(), 1) << bad << ": " << run.err;
+    EXPECT_FALSE(fs::exists(dir.path + "/bad/truth.csv")) << bad;
+  }
+}
+
+}  // namespace
+}  // namespace nudora
