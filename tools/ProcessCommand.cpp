@@ -39,6 +39,7 @@ extern "C" {
 #include <vector>
 
 #include "Commands.h"
+#include "common/FilterOptions.h"
 #include "common/BoundedQueue.h"
 #include "common/TemporaryFile.h"
 #include "filters/OrvoFilterDescriptor.h"
@@ -145,22 +146,8 @@ bool parseSize(const std::string& text, int* w, int* h) {
 }
 
 bool checkOptions(const Options& o) {
-  auto catalogue = OrvoFilterDescriptor::sharedInstance();
-  if (o.style != 0 && !catalogue->styleRow(o.style)) {
-    fail("unknown style " + std::to_string(o.style) + " (0 for none, or a style number of the catalogue, 1 to " +
-         std::to_string(OrvoFilterDescriptor::kStyleIndexCount) + ")");
-    return false;
-  }
-  if (o.lens != 0 && !catalogue->lensRow(o.lens)) {
-    fail("unknown lens " + std::to_string(o.lens) + " (0 for none, or a lens number of the catalogue: 1-28, 34-44)");
-    return false;
-  }
-  if (o.beauty < 0 || o.beauty > 4) {
-    fail("beauty level " + std::to_string(o.beauty) + " is out of range (0 to 4)");
-    return false;
-  }
-  if (!(o.zoom > 0.0) || !std::isfinite(o.zoom)) {
-    fail("zoom " + plain(o.zoom) + " must be a positive number");
+  if (std::string problem = filterOptionProblem(o.style, o.lens, o.beauty, o.zoom); !problem.empty()) {
+    fail(problem);
     return false;
   }
   if (!(o.cropping > 0.0 && o.cropping <= 1.0)) {

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "common/FilterOptions.h"
 #include "filters/OrvoFilterDescriptor.h"
 #include "gpu/OrvoImageProcessor.h"
 #include "gpu/OrvoProcessHelpers.h"
@@ -90,22 +91,8 @@ bool checkPicture(const std::string& role, const std::string& path) {
 }
 
 bool checkNumbers(const Options& o) {
-  auto catalogue = OrvoFilterDescriptor::sharedInstance();
-  if (o.style != 0 && !catalogue->styleRow(o.style)) {
-    fail("unknown style " + std::to_string(o.style) + " (0 for none, or a style number of the catalogue, 1 to " +
-         std::to_string(OrvoFilterDescriptor::kStyleIndexCount) + ")");
-    return false;
-  }
-  if (o.lens != 0 && !catalogue->lensRow(o.lens)) {
-    fail("unknown lens " + std::to_string(o.lens) + " (0 for none, or a lens number of the catalogue: 1-28, 34-44)");
-    return false;
-  }
-  if (o.beauty < 0 || o.beauty > 4) {
-    fail("beauty level " + std::to_string(o.beauty) + " is out of range (0 to 4)");
-    return false;
-  }
-  if (!(o.zoom > 0.0) || !std::isfinite(o.zoom)) {
-    fail("zoom " + std::to_string(o.zoom) + " must be a positive number");
+  if (std::string problem = filterOptionProblem(o.style, o.lens, o.beauty, o.zoom); !problem.empty()) {
+    fail(problem);
     return false;
   }
   if (o.orientation < 1 || o.orientation > 4) {

@@ -1,0 +1,14 @@
+#pragma once
+// The filter options that nudora still and nudora process share, checked
+// before any GL work so that a bad number costs one clear line.
+
+#include <cstdint>
+#include <string>
+
+namespace nudora::tool {
+
+// Empty when the style, lens, beauty level and digital zoom are usable, else
+// one sentence naming the first bad value.
+std::string filterOptionProblem(int64_t style, int64_t lens, int64_t beauty, double zoom);
+
+}  // namespace nudora::tool
