@@ -22,6 +22,76 @@ constexpr float kShakeDecay = 0.9f;
 constexpr float kMinTestStep = 0.00018f;
 constexpr float kTestStepRange = 0.00052f;
 
+// The warp is drawn as a mesh rather than a full-screen quad so that the
+// band rotations are read and decoded per vertex instead of per pixel: 64
+// row bands (band k covers output rows with v in [k / 64, (k + 1) / 64)) of
+// kWarpColumns quads each. A band's vertices, on its bottom edge too, carry
+// its own index, so adjacent bands meet on the same positions with their
+// own rotations and the rasteriser assigns each pixel centre to one band.
+// The vertices hand on the turned sensor point, which is affine in the
+// output position within a band, and the projection is done per pixel: the
+// result does not depend on the column count, and one quad per band is the
+// fewest triangles. (Projecting per vertex instead bends the picture inside
+// each quad: at 1080p and a few degrees of turn, 16 columns strayed beyond 3
+// levels of the exact warp and 32 were needed to stay within 2.)
+constexpr int kWarpColumns = 1;
+constexpr GLuint kAttribBand = 4;  // the band index, beside position (0) and texCoord (3)
+
+struct WarpVertex {
+  GLfloat x, y;  // clip space
+  GLfloat u, v;  // output position, v = 0 at buffer row 0
+  GLfloat band;
+};
+
+struct WarpMesh {
+  std::vector<WarpVertex> vertices;
+  std::vector<GLushort> indices;  // triangles
+};
+
+WarpMesh buildWarpMesh() {
+  constexpr int kBands = OrvoVideoStabilizer::kLookupWidth, kRowLength = kWarpColumns + 1;
+  static_assert(kBands * 2 * kRowLength <= 65536, "indices are 16-bit");
+  WarpMesh mesh;
+  mesh.vertices.reserve(static_cast<size_t>(kBands) * 2 * kRowLength);
+  mesh.indices.reserve(static_cast<size_t>(kBands) * kWarpColumns * 6);
+  for (int k = 0; k < kBands; ++k) {
+    const auto first = static_cast<GLushort>(mesh.vertices.size());
+    for (int edge = 0; edge < 2; ++edge) {
+      // The same float expression for band k's bottom and band k + 1's top:
+      // the shared edge must be bit-identical or pixels on it could be
+      // drawn twice or not at all.
+      const GLfloat v = static_cast<GLfloat>(k + edge) / kBands;
+      for (int j = 0; j < kRowLength; ++j) {
+        const GLfloat u = static_cast<GLfloat>(j) / kWarpColumns;
+        mesh.vertices.push_back({2.0f * u - 1.0f, 2.0f * v - 1.0f, u, v, static_cast<GLfloat>(k)});
+      }
+    }
+    for (int j = 0; j < kWarpColumns; ++j) {
+      const auto top = static_cast<GLushort>(first + j), bottom = static_cast<GLushort>(first + kRowLength + j);
+      for (GLushort index : {top, static_cast<GLushort>(top + 1), bottom, bottom, static_cast<GLushort>(top + 1),
+                             static_cast<GLushort>(bottom + 1)}) {
+        mesh.indices.push_back(index);
+      }
+    }
+  }
+  return mesh;
+}
+
+// Client-side arrays, as every pass of the system draws; the mesh does not
+// depend on the picture size, so one serves every stabiliser.
+void drawWarpMesh() {
+  static const WarpMesh mesh = buildWarpMesh();
+  constexpr GLsizei kStride = sizeof(WarpVertex);
+  glVertexAttribPointer(kAttribPosition, 2, GL_FLOAT, GL_FALSE, kStride, &mesh.vertices[0].x);
+  glEnableVertexAttribArray(kAttribPosition);
+  glVertexAttribPointer(kAttribTexCoord, 2, GL_FLOAT, GL_FALSE, kStride, &mesh.vertices[0].u);
+  glEnableVertexAttribArray(kAttribTexCoord);
+  glVertexAttribPointer(kAttribBand, 1, GL_FLOAT, GL_FALSE, kStride, &mesh.vertices[0].band);
+  glEnableVertexAttribArray(kAttribBand);
+  glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(mesh.indices.size()), GL_UNSIGNED_SHORT, mesh.indices.data());
+  glDisableVertexAttribArray(kAttribBand);
+}
+
 GLint uniform(GLuint program, const char* name) { return glGetUniformLocation(program, name); }
 
 void makeTexture(GLuint* texture, int width, int height, GLint filter) {
@@ -219,7 +289,7 @@ bool OrvoVideoStabilizer::setupGL(EglContext* context) {
     consoleLogLevel(kConsoleError, "OrvoVideoStabilizer: setupGL without a usable context");
     return false;
   }
-  OrvoProcessHelpers::loadShadersWithPathForEncryptedVsh(vshPassThrough, fshStabilizer, &programStabilizer_);
+  OrvoProcessHelpers::loadShadersWithPathForEncryptedVsh(vshStabilizer, fshStabilizer, &programStabilizer_);
   OrvoProcessHelpers::loadShadersWithPathForEncryptedVsh(vshPassThrough, fshPassThrough, &programPassThrough_);
   OrvoProcessHelpers::loadShadersWithPathForEncryptedVsh(vshPassThrough, fshStabilizerTest, &programStabilizerTest_);
   OrvoProcessHelpers::loadShadersWithPathForEncryptedVsh(vshPassThrough, fshStabilizerTestFine,
@@ -303,9 +373,13 @@ void OrvoVideoStabilizer::setSensorUniforms(GLuint program, const SensorUniforms
   glUniform1i(uniform(program, "q3_tex"), kLookupUnit + 3);
 }
 
-void OrvoVideoStabilizer::drawInto(GLuint target, int width, int height) const {
-  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, target, 0);
+void OrvoVideoStabilizer::target(GLuint texture, int width, int height) const {
+  glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
   glViewport(0, 0, width, height);
+}
+
+void OrvoVideoStabilizer::drawInto(GLuint texture, int width, int height) const {
+  target(texture, width, height);
   OrvoProcessHelpers::renderWithSquareVertices(squareVertices, textureVertices);
 }
 
@@ -387,7 +461,8 @@ bool OrvoVideoStabilizer::process(const std::shared_ptr<SampleBuffer>& sample, b
 
   glUseProgram(programStabilizer_);
   setSensorUniforms(programStabilizer_, s);
-  drawInto(intoGLBuffer, width, height);
+  target(intoGLBuffer, width, height);
+  drawWarpMesh();
 
   if (stepReferenceTimer(&refFrameTimer_, digital_adjustment_, capped)) {
     glBindTexture(GL_TEXTURE_2D, intoGLBuffer);

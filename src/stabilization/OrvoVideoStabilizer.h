@@ -7,7 +7,10 @@
 // frame (the digital adjustment), smooths it, uploads the inverted rotations
 // as four 64 x 1 lookup textures and renders the input re-projected through
 // them. The output shows the central `cropping` part of the field of view;
-// the margin is where the correction moves.
+// the margin is where the correction moves. The warp is drawn as a mesh of
+// the 64 row bands: its vertices read and decode their band's rotation and
+// turn the sensor point, and each pixel only projects the interpolated ray,
+// which within a band is the same as evaluating the rule below per pixel.
 //
 // Conventions (shared with the gyro sources, the estimator and the tools):
 //   * Image axes: x to the right along a buffer row, y up (towards buffer
@@ -175,7 +178,11 @@ class OrvoVideoStabilizer {
   void uploadLookupTextures(const glm::quat* rotations);
   void setSensorUniforms(GLuint program, const SensorUniforms& s) const;
   void runDigitalAdjustment(const SensorUniforms& s, const OrvoFrameMotion& motion, bool* capped);
-  void drawInto(GLuint target, int width, int height) const;
+  // Attaches texture as the bound framebuffer's colour attachment 0 and sets
+  // the viewport to it.
+  void target(GLuint texture, int width, int height) const;
+  // A full-screen pass into texture.
+  void drawInto(GLuint texture, int width, int height) const;
 
   GLuint programStabilizer_ = 0;
   GLuint programPassThrough_ = 0;

@@ -191,6 +191,19 @@ class StabilizerGpuTest : public test::GlContextTest {
   bool frame(GLuint in, int w, int h, GLuint out, double pts) {
     return stab->process(SampleBuffer::create(PixelBuffer::create(w, h), pts), false, in, out, 1.0f);
   }
+  // The band rotations the warp used, decoded from the lookup textures as
+  // the shaders decode them (x, y, z stored offset by 0.5).
+  std::array<glm::dquat, 64> lookupRotations() {
+    double c[4][64];
+    for (int i = 0; i < 4; ++i) {
+      const test::Picture t = read(stab->quaternionTextures()[i], 64, 1);
+      for (int k = 0; k < 64; ++k)
+        c[i][k] = (t.at(k, 0, 0) + (t.at(k, 0, 1) + t.at(k, 0, 2) / 255.0) / 255.0) / 255.0 - (i < 3 ? 0.5 : 0.0);
+    }
+    std::array<glm::dquat, 64> q;
+    for (int k = 0; k < 64; ++k) q[k] = glm::normalize(glm::dquat(c[3][k], c[0][k], c[1][k], c[2][k]));
+    return q;
+  }
   void setCurQ(const glm::quat& q) {
     est->resetRotation();
     est->adjustMotion(quaternionInvert(q));
@@ -233,6 +246,56 @@ TEST_P(StabilizerGpuTest, WarpMatchesTheCpuReprojectionPerRowBand) {
     return inside ? input.sample(s.x, s.y, c) : NAN;
   }, 3.0, "warp");
   EXPECT_GT(compared, W * H * 3 / 2);
+}
+
+// The warp takes its band rotations per vertex of a mesh of row bands: every
+// pixel must still be turned by the band its centre lies in, k = floor(v * 64),
+// on both sides of each boundary, and no pixel between two bands may be left
+// out. A fast pitch over a long readout puts neighbouring bands about a pixel
+// apart in a picture that changes by tens of levels per pixel, so a row given
+// its neighbour's rotation is off by more than the tolerance. The reference
+// takes the rotations the warp was given, read back from the lookup textures.
+TEST_P(StabilizerGpuTest, EveryRowTakesTheBandItsCentreLiesIn) {
+  const int W = 192, H = 108;
+  const double focal = 150, readout = 0.1, cropping = 0.85;
+  camera(W, H, focal, readout);
+  stab->setDigital_adjustment(false);
+  ASSERT_TRUE(stab->enable());
+  const glm::dvec3 omega(4.8, 0.2, 0.3);
+  for (double t = t0 - 0.2; t <= t0 + 0.3; t += 0.01)
+    est->motionSampleRingBuffer()->enqueueOneSample(omega.y, -omega.x, omega.z, t);
+  const test::Picture input = wavyPicture(W, H);
+  const GLuint out = texture({W, H, {}});
+  fill(out, 0.0f, 0.0f, 0.0f, 0.0f);
+  ASSERT_TRUE(frame(texture(input), W, H, out, t0 + 0.02));
+
+  const std::array<glm::dquat, 64> q = lookupRotations();
+  auto sourceOf = [&](int k, int x, int y) {
+    return warpSource(q[k], (x + 0.5) / W, (y + 0.5) / H, W * cropping, H * cropping, focal, cropping);
+  };
+  auto inside = [&](glm::dvec2 s) { return s.x * W > 2 && s.x * W < W - 2 && s.y * H > 2 && s.y * H < H - 2; };
+  auto bandOfRow = [&](int y) { return std::clamp(int((y + 0.5) / H * 64), 0, 63); };
+  int telling = 0;  // values of a band's first or last row that the neighbouring band gets wrong
+  const test::Picture got = read(out, W, H);
+  const int compared = test::comparePicture(got, [&](int x, int y, int c) -> double {
+    const double band = (y + 0.5) / H * 64;
+    if (c == 3 || std::fabs(band - std::round(band)) < 1e-3) return NAN;
+    const int k = bandOfRow(y);
+    const glm::dvec2 s = sourceOf(k, x, y);
+    if (!inside(s)) return NAN;
+    const double want = input.sample(s.x, s.y, c);
+    for (int next : {y - 1, y + 1}) {
+      if (next < 0 || next >= H || bandOfRow(next) == k) continue;
+      const glm::dvec2 n = sourceOf(bandOfRow(next), x, y);
+      if (inside(n) && std::fabs(input.sample(n.x, n.y, c) - want) > 6) ++telling;
+    }
+    return want;
+  }, 3.0, "banded warp");
+  EXPECT_GT(compared, W * H);
+  EXPECT_GT(telling, W * 20) << "neighbouring bands must be told apart";
+  for (int y = 0; y < H; ++y) {
+    for (int x = 0; x < W; ++x) ASSERT_EQ(got.at(x, y, 3), 255) << "pixel " << x << "," << y << " not drawn";
+  }
 }
 
 TEST_P(StabilizerGpuTest, IdentityWithoutCroppingCopiesTheInput) {
