@@ -615,7 +615,7 @@ int run(const Options& o) {
     auto perFrame = [&](double seconds) { return number(seconds * 1000.0 / static_cast<double>(frames), 1); };
     std::printf(
         "process: %lld frames %dx%d -> %dx%d in %s s, %s fps (per frame: decode %s ms, pipeline %s ms, "
-        "encode %s ms); frames without gyro data: %lld%s; stabilisation %s on OpenGL ES %d; %s -> %s\n",
+        "encode %s ms); frames without gyro data: %lld%s; stabilisation %s, OpenGL ES %d; %s -> %s\n",
         static_cast<long long>(frames), inW, inH, outW, outH, number(wall, 2).c_str(),
         number(static_cast<double>(frames) / wall, 1).c_str(), perFrame(decodeSeconds).c_str(),
         perFrame(processSeconds).c_str(), perFrame(encodeSeconds).c_str(), static_cast<long long>(withoutGyro),
