@@ -39,6 +39,7 @@ extern "C" {
 #include <vector>
 
 #include "Commands.h"
+#include "common/FileChecks.h"
 #include "common/FilterOptions.h"
 #include "common/BoundedQueue.h"
 #include "common/TemporaryFile.h"
@@ -207,36 +208,16 @@ bool checkOptions(const Options& o) {
 
 // A plain, non-empty file, or one line saying what it is not.
 bool checkFile(const std::string& role, const std::string& path) {
-  std::error_code ec;
-  const fs::file_status status = fs::status(path, ec);
-  if (!fs::exists(status)) {
-    fail("cannot read " + role + " '" + path + "': no such file");
+  if (std::string problem = fileProblem(role, path); !problem.empty()) {
+    fail(problem);
     return false;
   }
-  if (!fs::is_regular_file(status)) {
-    fail("cannot read " + role + " '" + path + "': not a regular file");
-    return false;
-  }
-  if (fs::file_size(path, ec) == 0 && !ec) {
-    fail(role + " '" + path + "' is empty");
-    return false;
-  }
-  if (std::FILE* file = std::fopen(path.c_str(), "rb")) {
-    std::fclose(file);
-    return true;
-  }
-  fail("cannot read " + role + " '" + path + "': " + std::strerror(errno));
-  return false;
+  return true;
 }
 
 bool checkWatermark(const std::string& path) {
-  if (!checkFile("watermark", path)) return false;
-  int w = 0, h = 0, channels = 0;
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  const int known = file ? stbi_info_from_file(file, &w, &h, &channels) : 0;
-  if (file) std::fclose(file);
-  if (!known) {
-    fail("cannot read watermark '" + path + "': not a PNG or JPEG picture");
+  if (std::string problem = pictureProblem("watermark", path, kMaxSide); !problem.empty()) {
+    fail(problem);
     return false;
   }
   return true;

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "common/FileChecks.h"
 #include "common/FilterOptions.h"
 #include "filters/OrvoFilterDescriptor.h"
 #include "gpu/OrvoImageProcessor.h"
@@ -52,39 +53,8 @@ void fail(const std::string& message) { std::fprintf(stderr, "nudora still: %s\n
 // decoding it, so an unreadable or oversized file costs nothing and gets one
 // line naming the problem. role names the file in that line.
 bool checkPicture(const std::string& role, const std::string& path) {
-  std::error_code ec;
-  const fs::file_status status = fs::status(path, ec);
-  if (!fs::exists(status)) {
-    fail("cannot read " + role + " '" + path + "': no such file");
-    return false;
-  }
-  if (!fs::is_regular_file(status)) {
-    fail("cannot read " + role + " '" + path + "': not a regular file");
-    return false;
-  }
-  if (fs::file_size(path, ec) == 0 && !ec) {
-    fail(role + " '" + path + "' is empty");
-    return false;
-  }
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (!file) {
-    fail("cannot read " + role + " '" + path + "': " + std::strerror(errno));
-    return false;
-  }
-  int width = 0, height = 0, channels = 0;
-  const int known = stbi_info_from_file(file, &width, &height, &channels);
-  std::fclose(file);
-  if (!known) {
-    fail("cannot read " + role + " '" + path + "': not a PNG or JPEG picture (" + stbi_failure_reason() + ")");
-    return false;
-  }
-  if (width <= 0 || height <= 0) {
-    fail(role + " '" + path + "' is empty (" + std::to_string(width) + "x" + std::to_string(height) + ")");
-    return false;
-  }
-  if (width > kMaxSide || height > kMaxSide) {
-    fail(role + " '" + path + "' is too large (" + std::to_string(width) + "x" + std::to_string(height) +
-         "; at most " + std::to_string(kMaxSide) + " on a side)");
+  if (std::string problem = pictureProblem(role, path, kMaxSide); !problem.empty()) {
+    fail(problem);
     return false;
   }
   return true;
