@@ -432,9 +432,7 @@ int run(const Options& o) {
   // The pipeline, on OpenGL ES 3 where the machine has it.
   auto processor = OrvoRealTimeProcessor::sharedInstance();
   if (watermark) processor->setWatermarkImage(watermark);  // before set-up: the stage takes it then
-  bool ready = EglContext::maxApi() >= 3 && processor->setupWithAPI(3);
-  if (!ready && !processor->context()) ready = processor->setupWithAPI(2);
-  if (!ready) {
+  if (!processor->setupWithAvailableAPI()) {
     fail("no OpenGL ES context could be made (API 3 or 2)");
     return 1;
   }

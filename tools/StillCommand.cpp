@@ -138,10 +138,7 @@ int run(const Options& o) {
   auto processor = OrvoImageProcessor::sharedInstance();
   // Handed in before set-up: createResources gives it to the watermark stage.
   if (watermark) processor->setWatermarkImage(watermark);
-  // Asking for API 3 where it is capped would only print a refusal.
-  bool ready = EglContext::maxApi() >= 3 && processor->setupWithAPI(3);
-  if (!ready && !processor->context()) ready = processor->setupWithAPI(2);
-  if (!ready) {
+  if (!processor->setupWithAvailableAPI()) {
     fail("no OpenGL ES context could be made (API 3 or 2)");
     return 1;
   }

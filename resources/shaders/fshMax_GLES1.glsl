@@ -1,16 +1,4 @@
 #prelude es2
-// First half of the min-max closing: the per-channel maximum over a 3x3
-// square of taps, imagestep apart, centred on the texel.
-varying vec2 uv;
-uniform sampler2D inputImage;
-uniform vec2 imagestep;
-
-void main() {
-    vec4 result = texture2D(inputImage, uv);
-    for (int j = -1; j <= 1; j++) {
-        for (int i = -1; i <= 1; i++) {
-            result = max(result, texture2D(inputImage, uv + vec2(float(i), float(j)) * imagestep));
-        }
-    }
-    gl_FragColor = result;
-}
+// First half of the min-max closing: the neighbourhood maximum.
+#define CLOSING_OP max
+#prelude closing_pass

@@ -10,20 +10,7 @@
 // one point of a 16 x 16 grid over the central part of the output and
 // writes the absolute luminance difference v as R = floor(255 v) / 255 and
 // G = fract(255 v): the diff pass reads it back as r + g / 255.
-in vec2 uv;
-uniform sampler2D original;
-uniform sampler2D last_tex;
-uniform float test_step;
-uniform float block_size;
-out vec4 fragColor;
-
-// Part of the output the sample grid covers, centred; the border is left out
-// because the warp clamps there.
-const float kRegion = 0.8;
-
-float luminance(vec3 c) {
-    return dot(c, vec3(0.299, 0.587, 0.114));
-}
+#prelude stabilizer_test_inputs
 
 void main() {
     vec2 texel = floor(gl_FragCoord.xy);

@@ -6,18 +6,7 @@
 // difference of its local luminance gradients, measured over one reference
 // texel. The gradient terms do not change with a uniform exposure shift
 // between the reference and the frame, so texture, not brightness, decides.
-in vec2 uv;
-uniform sampler2D original;
-uniform sampler2D last_tex;
-uniform float test_step;
-uniform float block_size;
-out vec4 fragColor;
-
-const float kRegion = 0.8;
-
-float luminance(vec3 c) {
-    return dot(c, vec3(0.299, 0.587, 0.114));
-}
+#prelude stabilizer_test_inputs
 
 float warpedLuminance(vec2 position, vec4 shift) {
     vec4 q = quatMultiply(bandRotation(bandOf(position.y)), shift);

@@ -4,7 +4,8 @@
 //   nudora_embed_shaders plain|cipher OUT.h OUT.cpp PRELUDE_DIR PIECE.glsl...
 //
 // A line "#prelude NAME" in a piece is replaced by PRELUDE_DIR/NAME.glsl, so
-// the version and precision lines are written once for all pieces.
+// the version and precision lines are written once for all pieces. A first
+// line "#piece NAME" gives the constant's name when it is not the file's.
 // Plain pieces are stored with a leading blank: text starting with a blank or
 // an opening brace is used as it stands, anything else is deciphered.
 
@@ -36,6 +37,7 @@ bool expandPreludes(const fs::path& preludeDir, const std::string& text, std::st
   int number = 0;
   while (std::getline(in, line)) {
     ++number;
+    if (number == 1 && line.rfind("#piece ", 0) == 0) continue;
     if (line.rfind("#prelude ", 0) == 0) {
       std::string name = line.substr(9);
       std::string prelude;
@@ -50,6 +52,17 @@ bool expandPreludes(const fs::path& preludeDir, const std::string& text, std::st
     }
   }
   return true;
+}
+
+// The piece's name: its file name, unless the first line names it with
+// "#piece NAME" (for names that make poor file names). The directive line
+// itself is dropped from the stored text by expandPreludes.
+std::string pieceName(const fs::path& path, const std::string& text) {
+  const std::string directive = "#piece ";
+  if (text.rfind(directive, 0) != 0) return path.stem().string();
+  std::string name = text.substr(directive.size(), text.find('\n') - directive.size());
+  while (!name.empty() && (name.back() == '\r' || name.back() == ' ')) name.pop_back();
+  return name;
 }
 
 // A C++ string literal for any text, without raw-string delimiter worries.
@@ -112,7 +125,7 @@ int main(int argc, char** argv) {
       std::cerr << "nudora_embed_shaders: cannot encipher " << path.string() << "\n";
       return 1;
     }
-    pieces.push_back({path.stem().string(), stored});
+    pieces.push_back({pieceName(path, text), stored});
   }
 
   std::ofstream h(header), cpp(source);

@@ -74,6 +74,14 @@ bool OrvoBaseProcessor::setupWithAPI(int api) {
   return result;
 }
 
+bool OrvoBaseProcessor::setupWithAvailableAPI() {
+  // Asking for 3 where it is capped would only print a refusal.
+  bool ready = EglContext::maxApi() >= 3 && setupWithAPI(3);
+  // A context that was made but whose resources failed is not retried.
+  if (!ready && !context_) ready = setupWithAPI(2);
+  return ready;
+}
+
 bool OrvoBaseProcessor::isGLES3() const { return context_ && context_->api() == 3; }
 
 bool OrvoBaseProcessor::createResources() {

@@ -55,6 +55,9 @@ class OrvoBaseProcessor {
 
   // Lifecycle.
   bool setupWithAPI(int api);
+  // setupWithAPI(3), else (2): the highest level the machine offers and
+  // NUDORA_GLES_MAX_API allows. False when neither could be set up.
+  bool setupWithAvailableAPI();
   bool isGLES3() const;
   virtual bool createResources();
   virtual void releaseAllResources();

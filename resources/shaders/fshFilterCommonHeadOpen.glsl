@@ -1,3 +1,4 @@
+#piece fshFilterCommonHead_part1
 void main() {
     // Digital zoom about the picture's centre; lens code that follows may
     // move coord further before the picture is sampled. Written so that a

@@ -1,1 +1,2 @@
+#piece fshFilterCommonHead_part2
     vec4 color = texture(original, coord);
