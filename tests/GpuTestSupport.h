@@ -15,6 +15,7 @@
 
 #include "TestSupport.h"
 #include "platform/EglContext.h"
+#include "platform/Image.h"
 #include "platform/PixelBuffer.h"
 
 namespace nudora::test {
@@ -101,6 +102,22 @@ inline Picture pictureOf(const PixelBuffer& buffer) {
     p.rgba.insert(p.rgba.end(), buffer.row(y), buffer.row(y) + buffer.width() * 4);
   }
   return p;
+}
+
+// What the filter shader's lookupTable() computes, on the table image:
+// bilinear red/green within the two tiles around blue, blended by blue.
+inline double lookupTableReference(const Picture& table, double r, double g, double b, int channel) {
+  const double blue = b * 63.0, lowTile = std::floor(blue), highTile = std::min(lowTile + 1.0, 63.0);
+  const double u = 0.5 / 512.0 + (0.125 - 1.0 / 512.0) * r, v = 0.5 / 512.0 + (0.125 - 1.0 / 512.0) * g;
+  auto tile = [&](double t) {
+    return table.sample(std::fmod(t, 8.0) * 0.125 + u, std::floor(t / 8.0) * 0.125 + v, channel);
+  };
+  return tile(lowTile) + (tile(highTile) - tile(lowTile)) * (blue - lowTile);
+}
+
+inline Picture pictureOf(const Image& image) {
+  return {image.width(), image.height(),
+          std::vector<uint8_t>(image.data(), image.data() + static_cast<size_t>(image.width()) * image.height() * 4)};
 }
 
 // A fresh context of the parameter's API level, current for the test, with a

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "filters/LookupTableImage.h"
 #include "filters/OrvoFilterDescriptor.h"
 #include "gpu/OrvoProcessHelpers.h"
 #include "pipeline/OrvoStageWatermark.h"
@@ -15,7 +16,6 @@
 namespace nudora {
 namespace {
 const char kProcessorQueueKey = 0;
-constexpr const char* kIdentityLookupTable = "3DLUT_standard.png";
 
 GLint uniform(GLuint program, const char* name) { return glGetUniformLocation(program, name); }
 }  // namespace
@@ -252,10 +252,9 @@ void OrvoBaseProcessor::updateStyleFilter(int64_t styleIndex) {
   if (lut && OrvoProcessHelpers::pathFromImage(*lut, "").empty()) {
     // A table that is not installed would sample as black and blank the
     // picture; the identity table keeps it as it is.
-    consoleLog("Lookup table %s is missing; using %s", lut->c_str(), kIdentityLookupTable);
-    lut = kIdentityLookupTable;
-  }
-  if (lut && !OrvoProcessHelpers::pathFromImage(*lut, "").empty()) {
+    consoleLog("Lookup table %s is missing; using the identity table", lut->c_str());
+    OrvoProcessHelpers::loadImage(identityLookupTableImage(), &style3DLUTTexture_);
+  } else if (lut) {
     OrvoProcessHelpers::loadImage(Image::imageNamed(*lut), &style3DLUTTexture_);
   }
   auto auxilary = catalogue->getStyleAuxilaryName(styleIndex);
@@ -507,6 +506,11 @@ bool OrvoBaseProcessor::effectFilterWithInputTexture(GLuint inputTexture, int32_
     glUniform1f(uniform(program, "radius"), getRadiusOfFilter(currentLensFilter_, OrvoFilter::kTypeLens));
   }
   glUniform1f(uniform(program, "commonInput"), getInternalValue1(currentLensFilter_, OrvoFilter::kTypeLens));
+  // The style's own three values (0.5 each unless the host moved them), for
+  // the looks that take user settings (style 11, the adjustments).
+  glUniform3f(uniform(program, "styleInput"), getValue1(currentStyleFilter_, OrvoFilter::kTypeStyle),
+              getValue2(currentStyleFilter_, OrvoFilter::kTypeStyle),
+              getValue3(currentStyleFilter_, OrvoFilter::kTypeStyle));
   const float zoom = zoomed ? 1.0f : digitalZoom_;
   glUniform1f(uniform(program, "invZoom"), 1.0f / zoom);
   if (!canProcess_) return false;

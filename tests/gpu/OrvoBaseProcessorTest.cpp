@@ -82,15 +82,6 @@ TEST_P(ProcessorPassTest, WideInputIsCroppedIntoANarrowerOutput) {
   }, 2.0, "16:9 into 4:3");
 }
 
-TEST_P(ProcessorPassTest, IdentityLookupTableKeepsColoursWithinOneStep) {
-  processor_->setStyleFilter(18);
-  auto input = test::randomFrame(64, 64, 3);
-  auto output = PixelBuffer::create(64, 64);
-  ASSERT_TRUE(processor_->renderPixelBuffer(input, output, false, false, 1));
-  EXPECT_NE(processor_->style3DLUTTexture(), 0u);
-  EXPECT_LE(test::maxDifference(*output, *input), 1);
-}
-
 TEST_P(ProcessorPassTest, ProgramIsRebuiltOnlyWhenItsIngredientsChange) {
   auto input = test::randomFrame(32, 18, 5);
   auto output = PixelBuffer::create(32, 18);
