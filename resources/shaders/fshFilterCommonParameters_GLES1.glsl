@@ -2,3 +2,4 @@
 varying vec2 uv;
 #prelude filter_inputs
 #prelude lookup_table
+#prelude soft_copy
