@@ -14,9 +14,11 @@
 #include <vector>
 
 #include "TestSupport.h"
+#include "gpu/OrvoImageProcessor.h"
 #include "platform/EglContext.h"
 #include "platform/Image.h"
 #include "platform/PixelBuffer.h"
+#include "platform/SampleBuffer.h"
 
 namespace nudora::test {
 
@@ -184,6 +186,23 @@ class ProcessorTest : public ::testing::TestWithParam<int> {
     if (!processor_->setupWithAPI(GetParam())) GTEST_SKIP() << "no OpenGL ES " << GetParam() << " processor here";
   }
   std::shared_ptr<P> processor_ = std::make_shared<P>();
+};
+
+// A still processor on the parameter's API level that renders a picture
+// under a style (and lens).
+class StillProcessorTest : public ProcessorTest<OrvoImageProcessor> {
+ protected:
+  // A copy of the result for the picture, or nullptr when nothing was drawn.
+  std::shared_ptr<PixelBuffer> render(const std::shared_ptr<PixelBuffer>& picture, int64_t style, int64_t lens = 0) {
+    processor_->setStyleFilter(style);
+    processor_->setLensFilter(lens);
+    processor_->effectSampeBuffer(SampleBuffer::create(picture, 0.0), false, false, 1);
+    const auto& result = processor_->resultPixelBuffer();
+    if (!processor_->rendered() || !result) return nullptr;
+    auto copy = PixelBuffer::create(result->width(), result->height());
+    for (int y = 0; y < result->height(); ++y) std::copy_n(result->row(y), result->width() * 4, copy->row(y));
+    return copy;
+  }
 };
 
 // A context test whose stage has its programs built.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "filters/CubeLookupTable.h"
 #include "filters/LookupTableImage.h"
 #include "filters/OrvoFilterDescriptor.h"
 #include "gpu/OrvoProcessHelpers.h"
@@ -16,6 +17,9 @@
 namespace nudora {
 namespace {
 const char kProcessorQueueKey = 0;
+// The catalogue's plain table look (the table and nothing else): what an
+// imported grade runs as when no style is chosen.
+constexpr int64_t kPlainLookupTableStyle = 18;
 
 GLint uniform(GLuint program, const char* name) { return glGetUniformLocation(program, name); }
 }  // namespace
@@ -234,6 +238,29 @@ void OrvoBaseProcessor::loadWatermark() {
   if (stageWatermark_) stageWatermark_->setWatermarkImage(internalWatermarkImage_);
 }
 
+// ---- Imported grade ----
+
+bool OrvoBaseProcessor::loadCubeLookupTable(const std::string& path) {
+  auto table = CubeLookupTable::load(path);
+  if (!table) return false;  // the parser has named the file and line
+  std::shared_ptr<Image> image = table->lookupTableImage();
+  runOnProcessingQueue([&] {
+    cubeLookupTableImage_ = image;
+    cubeLookupTableChanged_ = true;
+    cubeLookupTableInUse_ = true;
+  });
+  return true;
+}
+
+void OrvoBaseProcessor::clearCubeLookupTable() {
+  runOnProcessingQueue([&] {
+    if (!cubeLookupTableImage_) return;
+    cubeLookupTableImage_.reset();
+    cubeLookupTableChanged_ = true;
+    cubeLookupTableInUse_ = false;
+  });
+}
+
 // ---- Resources ----
 
 void OrvoBaseProcessor::updateResourceWithWidth(int32_t width, int32_t height) {
@@ -249,7 +276,9 @@ void OrvoBaseProcessor::updateStyleFilter(int64_t styleIndex) {
   makeCurrent();
   auto catalogue = OrvoFilterDescriptor::sharedInstance();
   auto lut = catalogue->getStyleFilter3DLUTImageName(styleIndex);
-  if (lut && OrvoProcessHelpers::pathFromImage(*lut, "").empty()) {
+  if (cubeLookupTableImage_) {
+    OrvoProcessHelpers::loadImage(cubeLookupTableImage_, &style3DLUTTexture_);
+  } else if (lut && OrvoProcessHelpers::pathFromImage(*lut, "").empty()) {
     // A table that is not installed would sample as black and blank the
     // picture; the identity table keeps it as it is.
     consoleLog("Lookup table %s is missing; using the identity table", lut->c_str());
@@ -284,12 +313,14 @@ void OrvoBaseProcessor::updateLensFilter(int64_t lensIndex, int32_t width, int32
 void OrvoBaseProcessor::updateFilterProgramWithWidth(int32_t width, int32_t height) {
   makeCurrent();
   auto catalogue = OrvoFilterDescriptor::sharedInstance();
-  const int64_t style = styleFilter_, lens = lensFilter_;
+  const int64_t style = styleFilter_ == 0 && cubeLookupTableImage_ ? kPlainLookupTableStyle : styleFilter_;
+  const int64_t lens = lensFilter_;
   if (lens != currentLensFilter_ ||
       (catalogue->doesFilterRequreMaxMin(lens) && (lensMinMaxWidth_ != width || lensMinMaxheight_ != height))) {
     updateLensFilter(lens, width, height);
   }
-  if (style != currentStyleFilter_) updateStyleFilter(style);
+  if (style != currentStyleFilter_ || cubeLookupTableChanged_) updateStyleFilter(style);
+  cubeLookupTableChanged_ = false;
   const bool beautifyOn = beautify_ > 0.0f;
   const bool toneMappingOn = localToneMappingType_ != 0;
   if (!(style == currentStyleFilter_ && lens == currentLensFilter_ && beautifyOn == currentBeautifyEnabled_ &&
@@ -318,12 +349,12 @@ int32_t OrvoBaseProcessor::calculateBlurLevelWithWidth(int32_t width, int32_t he
 }
 
 bool OrvoBaseProcessor::needMoreEffect() const {
-  return beautify_ > 0.0f || stretchFace_ || styleFilter_ != 0 || localToneMappingType_ != 0;
+  return beautify_ > 0.0f || stretchFace_ || styleFilter_ != 0 || cubeLookupTableInUse_ || localToneMappingType_ != 0;
 }
 
 bool OrvoBaseProcessor::needEffectFilter() const {
-  return beautify_ > 0.0f || stretchFace_ || styleFilter_ != 0 || lensFilter_ != 0 || digitalZoom_ <= 0.9999f ||
-         digitalZoom_ > 1.0001f || localToneMappingType_ != 0;
+  return beautify_ > 0.0f || stretchFace_ || styleFilter_ != 0 || cubeLookupTableInUse_ || lensFilter_ != 0 ||
+         digitalZoom_ <= 0.9999f || digitalZoom_ > 1.0001f || localToneMappingType_ != 0;
 }
 
 void OrvoBaseProcessor::calTrimmedTexVerticesInputWidth(int32_t inputWidth, int32_t inputHeight, int32_t outputWidth,

@@ -98,6 +98,21 @@ class OrvoBaseProcessor {
   // 20, doubled for 44 (by index, whatever the type).
   float getInternalValue1(int64_t filter, int64_t filterType) const;
 
+  // An imported .cube grade as the style lookup table (the format is
+  // described in filters/CubeLookupTable.h). A good file becomes the table in
+  // use from the next frame on: it takes the place of the chosen style's own
+  // table (a style that applies no table keeps its look), and with no style
+  // chosen (style 0) the pass applies it alone, as the plain table style 18.
+  // It stays through style changes until cleared or replaced. A file that
+  // cannot be read or parsed answers false after one console line naming the
+  // file and line, and leaves everything as it was: the previous grade, or
+  // the style's own table, stays in use. The file is read and baked into the
+  // 64-level table image on the calling thread; any thread may call both.
+  bool loadCubeLookupTable(const std::string& path);
+  // Back to the catalogue's tables from the next frame on.
+  void clearCubeLookupTable();
+  bool hasCubeLookupTable() const { return cubeLookupTableInUse_.load(); }
+
   // Watermark, forwarded to the watermark stage.
   void setWatermarkImage(const std::shared_ptr<Image>& image);
   void setWatermarkDisplaySize(OrvoSize size, OrvoSize position);
@@ -198,6 +213,11 @@ class OrvoBaseProcessor {
   std::shared_ptr<OrvoStageMinMax> stageMinMax_;
   std::shared_ptr<OrvoStageWatermark> stageWatermark_;
   std::shared_ptr<Image> internalWatermarkImage_;
+  // The imported grade's table image, and whether style3DLUTTexture_ must
+  // be filled again before the next pass (both on the queue only).
+  std::shared_ptr<Image> cubeLookupTableImage_;
+  bool cubeLookupTableChanged_ = false;
+  std::atomic<bool> cubeLookupTableInUse_{false};
 
  private:
   std::shared_ptr<OrvoFilter> findFilter(int64_t filter, int64_t filterType) const;

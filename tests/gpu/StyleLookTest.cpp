@@ -3,30 +3,72 @@
 // lookup-table sampling against a CPU reading of the table image; and the
 // identity fallback for a table that is not installed.
 #include <filesystem>
+#include <map>
 
 #include "GpuTestSupport.h"
 #include "filters/OrvoFilterDescriptor.h"
 #include "gpu/OrvoImageProcessor.h"
 #include "platform/Image.h"
 #include "platform/PixelBuffer.h"
+#include "platform/Resources.h"
 #include "platform/SampleBuffer.h"
 
 namespace nudora {
 namespace {
 
-class StyleLookTest : public test::ProcessorTest<OrvoImageProcessor> {
- protected:
-  // The still processor's result for the picture under the style, or nullptr.
-  std::shared_ptr<PixelBuffer> render(const std::shared_ptr<PixelBuffer>& picture, int64_t style) {
-    processor_->setStyleFilter(style);
-    processor_->effectSampeBuffer(SampleBuffer::create(picture, 0.0), false, false, 1);
-    const auto& result = processor_->resultPixelBuffer();
-    if (!processor_->rendered() || !result) return nullptr;
-    auto copy = PixelBuffer::create(result->width(), result->height());
-    for (int y = 0; y < result->height(); ++y) std::copy_n(result->row(y), result->width() * 4, copy->row(y));
-    return copy;
+// The built-in sample picture (sky, foliage, skin, a red jacket), scaled
+// down by whole-pixel averaging so that 62 passes stay quick.
+std::shared_ptr<PixelBuffer> naturalPicture(int factor) {
+  auto full = Image::load(Resources::folder() + "/samples/scene.png");
+  if (!full) return nullptr;
+  const int w = full->width() / factor, h = full->height() / factor;
+  Image small(w, h);
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      for (int c = 0; c < 4; ++c) {
+        int sum = 0;
+        for (int j = 0; j < factor; ++j) {
+          for (int i = 0; i < factor; ++i) sum += full->pixel(x * factor + i, y * factor + j)[c];
+        }
+        small.pixel(x, y)[c] = static_cast<uint8_t>(sum / (factor * factor));
+      }
+    }
   }
-};
+  return small.toPixelBuffer();
+}
+
+double meanAbsoluteDifference(const PixelBuffer& a, const PixelBuffer& b) {
+  double sum = 0;
+  for (int y = 0; y < a.height(); ++y) {
+    for (int x = 0; x < a.width(); ++x) {
+      for (int c = 0; c < 3; ++c) sum += std::abs(a.row(y)[x * 4 + c] - b.row(y)[x * 4 + c]);
+    }
+  }
+  return sum / (3.0 * a.width() * a.height());
+}
+
+class StyleLookTest : public test::StillProcessorTest {};
+
+TEST_P(StyleLookTest, EveryLookDrawsChangesTheSampleAndDiffersFromEveryOtherLook) {
+  test::ConsoleCapture console;
+  auto picture = naturalPicture(4);
+  ASSERT_TRUE(picture) << "the sample picture resources/samples/scene.png is missing";
+  std::map<int64_t, std::shared_ptr<PixelBuffer>> looks;
+  for (const auto& row : OrvoFilterDescriptor::sharedInstance()->styleFilterDesicriptor()) {
+    const int64_t style = *row.integer("styleid");
+    auto result = render(picture, style);
+    ASSERT_TRUE(result) << "style " << style << " drew nothing";
+    EXPECT_GE(meanAbsoluteDifference(*result, *picture), 3.0) << "style " << style << " barely changes the picture";
+    looks[style] = result;
+  }
+  EXPECT_EQ(console.text(), "") << "a look is missing a resource or failed to build";
+  for (auto a = looks.begin(); a != looks.end(); ++a) {
+    for (auto b = std::next(a); b != looks.end(); ++b) {
+      EXPECT_GE(meanAbsoluteDifference(*a->second, *b->second), 2.0)
+          << "styles " << a->first << " and " << b->first << " look the same";
+    }
+  }
+}
 
 TEST_P(StyleLookTest, LookupTableMatchesACpuReadingOfItsImageWithinOneStep) {
   auto input = test::randomFrame(48, 32, 7);
