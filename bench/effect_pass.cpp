@@ -73,8 +73,12 @@ void BM_FilterProgramBuildAndFirstDraw(benchmark::State& state) {
 
 BENCHMARK(BM_EffectPass1080p)
     ->ArgNames({"style", "beautify%"})
-    ->Args({0, 0})
-    ->Args({18, 0})
+    ->Args({0, 0})    // the floor: no filter
+    ->Args({18, 0})   // a lookup-table look
+    ->Args({9, 0})    // a code look (mandeling)
+    ->Args({39, 0})   // a film look: grain tiles, weave, flicker, then a table
+    ->Args({46, 0})   // anamorphic: a table, then streak flares and bars
+    ->Args({49, 0})   // a table under a light leak
     ->Args({18, 60})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();

@@ -13,6 +13,7 @@ void addPassThroughCommand(CLI::App& app);
 void addStillCommand(CLI::App& app);
 void addSynthCommand(CLI::App& app);
 void addProcessCommand(CLI::App& app);
+void addStylesCommand(CLI::App& app);
 
 void setExitCode(int code);
 int exitCode();

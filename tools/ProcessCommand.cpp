@@ -43,6 +43,7 @@ extern "C" {
 #include "common/FilterOptions.h"
 #include "common/BoundedQueue.h"
 #include "common/TemporaryFile.h"
+#include "filters/CubeLookupTable.h"
 #include "filters/OrvoFilterDescriptor.h"
 #include "pipeline/OrvoRealTimeProcessor.h"
 #include "platform/Clock.h"
@@ -91,6 +92,7 @@ struct Options {
   int64_t beauty = 0;
   double zoom = 1.0;
   std::string watermark;
+  std::string lut;
   std::string size;
   int crf = 18;
   std::string preset = "veryfast";
@@ -215,6 +217,15 @@ bool checkFile(const std::string& role, const std::string& path) {
   return true;
 }
 
+// A readable, well-formed .cube grade, or one line naming the problem (for a
+// malformed table, the file and line).
+bool checkLookupTable(const std::string& path) {
+  std::string problem = fileProblem("lookup table", path);
+  if (problem.empty() && CubeLookupTable::load(path, &problem)) return true;
+  fail(problem);
+  return false;
+}
+
 bool checkWatermark(const std::string& path) {
   if (std::string problem = pictureProblem("watermark", path, kMaxSide); !problem.empty()) {
     fail(problem);
@@ -294,6 +305,7 @@ int run(const Options& o) {
   quietFfmpegLog();
   if (!checkOptions(o)) return 1;
   if (!checkFile("input", o.input)) return 1;
+  if (!o.lut.empty() && !checkLookupTable(o.lut)) return 1;
 
   // The output: a file name in a folder that takes it, and not the input.
   std::error_code ec;
@@ -440,6 +452,9 @@ int run(const Options& o) {
   processor->setLensFilter(o.lens);
   processor->setBeauty(o.beauty);
   processor->setDigitalZoom(static_cast<float>(o.zoom));
+  // Checked above; this fails only if the file changed since, and the
+  // processor has then named the file and line.
+  if (!o.lut.empty() && !processor->loadCubeLookupTable(o.lut)) return 1;
   processor->setStabilization(o.stabilize);
   const auto& stabilizer = processor->videoStabilizer();
   if (stabilizer) {
@@ -625,11 +640,14 @@ void addProcessCommand(CLI::App& app) {
   cmd->add_option("--gyro-offset-s", options->gyroOffsetS, "seconds added to the log's times to reach video time");
   cmd->add_option("--gyro-orientation", options->gyroOrientation,
                   "log axes as in .gcsv (e.g. YxZ: lowercase negated); overrides the log's own");
-  cmd->add_option("--style", options->style, "style filter number (0 = none)");
+  cmd->add_option("--style", options->style, "style look by number or name (0 = none; 'nudora styles' lists them)")
+      ->transform(CLI::Validator(styleNameToNumber, "NUMBER|NAME"));
   cmd->add_option("--lens", options->lens, "lens filter number (0 = none)");
   cmd->add_option("--beauty", options->beauty, "beauty level, 0 to 4");
   cmd->add_option("--zoom", options->zoom, "digital zoom factor (1 = none)");
   cmd->add_option("--watermark", options->watermark, "PNG to draw as a watermark");
+  cmd->add_option("--lut", options->lut,
+                  ".cube 3D lookup table to grade with, in place of the style's own table (alone when no style)");
   cmd->add_option("--size", options->size, "output size WxH (default: the input's)");
   cmd->add_option("--crf", options->crf, "H.264 quality, 0 (best) to 51 (default 18)");
   cmd->add_option("--preset", options->preset, "libx264 speed preset (default veryfast)");

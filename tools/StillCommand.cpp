@@ -20,6 +20,7 @@
 #include "Commands.h"
 #include "common/FileChecks.h"
 #include "common/FilterOptions.h"
+#include "filters/CubeLookupTable.h"
 #include "filters/OrvoFilterDescriptor.h"
 #include "gpu/OrvoImageProcessor.h"
 #include "gpu/OrvoProcessHelpers.h"
@@ -45,6 +46,7 @@ struct Options {
   bool mirror = false;
   int64_t orientation = 1;
   std::string watermark;
+  std::string lut;
 };
 
 void fail(const std::string& message) { std::fprintf(stderr, "nudora still: %s\n", message.c_str()); }
@@ -58,6 +60,15 @@ bool checkPicture(const std::string& role, const std::string& path) {
     return false;
   }
   return true;
+}
+
+// A readable, well-formed .cube grade, or one line naming the problem (for a
+// malformed table, the file and line).
+bool checkLookupTable(const std::string& path) {
+  std::string problem = fileProblem("lookup table", path);
+  if (problem.empty() && CubeLookupTable::load(path, &problem)) return true;
+  fail(problem);
+  return false;
 }
 
 bool checkNumbers(const Options& o) {
@@ -116,6 +127,7 @@ int run(const Options& o) {
   if (!checkNumbers(o)) return 1;
   if (!checkPicture("input", o.input)) return 1;
   if (!o.watermark.empty() && !checkPicture("watermark", o.watermark)) return 1;
+  if (!o.lut.empty() && !checkLookupTable(o.lut)) return 1;
 
   std::error_code ec;
   if (o.output.empty() || fs::path(o.output).filename().empty() || fs::is_directory(o.output, ec)) {
@@ -146,6 +158,9 @@ int run(const Options& o) {
   processor->setLensFilter(o.lens);
   processor->setBeauty(o.beauty);
   processor->setDigitalZoom(static_cast<float>(o.zoom));
+  // Checked above; this fails only if the file changed since, and the
+  // processor has then named the file and line.
+  if (!o.lut.empty() && !processor->loadCubeLookupTable(o.lut)) return 1;
 
   if (auto missing = missingResources(o); !missing.empty()) {
     std::string names;
@@ -193,13 +208,16 @@ void addStillCommand(CLI::App& app) {
   cmd->add_option("input", options->input, "PNG or JPEG to process")->required();
   cmd->add_option("-o,--output", options->output, "where to write the result (PNG when it ends in .png, else JPEG)")
       ->required();
-  cmd->add_option("--style", options->style, "style filter number (0 = none)");
+  cmd->add_option("--style", options->style, "style look by number or name (0 = none; 'nudora styles' lists them)")
+      ->transform(CLI::Validator(styleNameToNumber, "NUMBER|NAME"));
   cmd->add_option("--lens", options->lens, "lens filter number (0 = none)");
   cmd->add_option("--beauty", options->beauty, "beauty level, 0 to 4");
   cmd->add_option("--zoom", options->zoom, "digital zoom factor (1 = none)");
   cmd->add_flag("--mirror", options->mirror, "the input is mirrored, as from a front camera");
   cmd->add_option("--orientation", options->orientation, "orientation code, 1 to 4");
   cmd->add_option("--watermark", options->watermark, "PNG to draw as a watermark");
+  cmd->add_option("--lut", options->lut,
+                  ".cube 3D lookup table to grade with, in place of the style's own table (alone when no style)");
   cmd->callback([options] { setExitCode(run(*options)); });
 }
 

@@ -15,6 +15,7 @@ int main(int argc, char** argv) {
   nudora::tool::addStillCommand(app);
   nudora::tool::addSynthCommand(app);
   nudora::tool::addProcessCommand(app);
+  nudora::tool::addStylesCommand(app);
 
   try {
     app.parse(argc, argv);

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "filters/OrvoFilterDescriptor.h"
+#include "filters/StyleNames.h"
 
 namespace nudora::tool {
 
@@ -23,6 +24,18 @@ std::string filterOptionProblem(int64_t style, int64_t lens, int64_t beauty, dou
     return std::string("zoom ") + text + " must be a positive number";
   }
   return {};
+}
+
+std::string styleNameToNumber(std::string& text) {
+  if (!text.empty() && text.find_first_not_of("+-0123456789") == std::string::npos) return {};
+  if (auto style = styleNamed(text)) {
+    text = std::to_string(*style);
+    return {};
+  }
+  std::string problem = "unknown style '" + text + "'";
+  auto near = styleNamesNear(text);
+  for (size_t i = 0; i < near.size(); ++i) problem += (i == 0 ? "; did you mean " : " or ") + near[i];
+  return problem + (near.empty() ? "" : "?") + " ('nudora styles' lists every look)";
 }
 
 }  // namespace nudora::tool
