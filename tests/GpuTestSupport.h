@@ -18,6 +18,7 @@
 #include "platform/EglContext.h"
 #include "platform/Image.h"
 #include "platform/PixelBuffer.h"
+#include "platform/Resources.h"
 #include "platform/SampleBuffer.h"
 
 namespace nudora::test {
@@ -115,6 +116,39 @@ inline double lookupTableReference(const Picture& table, double r, double g, dou
     return table.sample(std::fmod(t, 8.0) * 0.125 + u, std::floor(t / 8.0) * 0.125 + v, channel);
   };
   return tile(lowTile) + (tile(highTile) - tile(lowTile)) * (blue - lowTile);
+}
+
+// The built-in sample picture (sky, foliage, skin, a red jacket), scaled
+// down by whole-pixel averaging so that a pass per filter stays quick;
+// nullptr when it is not installed.
+inline std::shared_ptr<PixelBuffer> naturalPicture(int factor) {
+  auto full = Image::load(Resources::folder() + "/samples/scene.png");
+  if (!full) return nullptr;
+  const int w = full->width() / factor, h = full->height() / factor;
+  Image small(w, h);
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      for (int c = 0; c < 4; ++c) {
+        int sum = 0;
+        for (int j = 0; j < factor; ++j) {
+          for (int i = 0; i < factor; ++i) sum += full->pixel(x * factor + i, y * factor + j)[c];
+        }
+        small.pixel(x, y)[c] = static_cast<uint8_t>(sum / (factor * factor));
+      }
+    }
+  }
+  return small.toPixelBuffer();
+}
+
+// Mean absolute difference of the colour channels of two same-sized frames.
+inline double meanAbsoluteDifference(const PixelBuffer& a, const PixelBuffer& b) {
+  double sum = 0;
+  for (int y = 0; y < a.height(); ++y) {
+    for (int x = 0; x < a.width(); ++x) {
+      for (int c = 0; c < 3; ++c) sum += std::abs(a.row(y)[x * 4 + c] - b.row(y)[x * 4 + c]);
+    }
+  }
+  return sum / (3.0 * a.width() * a.height());
 }
 
 inline Picture pictureOf(const Image& image) {

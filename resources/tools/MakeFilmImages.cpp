@@ -27,6 +27,8 @@
 #include <string>
 #include <vector>
 
+#include "FixedRandom.h"
+
 #define STB_IMAGE_WRITE_IMPLEMENTATION
 #include <stb_image_write.h>
 
@@ -38,22 +40,6 @@ constexpr double kPi = 3.14159265358979323846;
 constexpr int kNoiseQuality = 85;
 constexpr int kLeakQuality = 92;
 
-// std::mt19937 gives the same sequence everywhere; the distributions of the
-// standard library need not, so the conversions are written out here.
-class Random {
- public:
-  explicit Random(uint32_t seed) : engine_(seed) {}
-  // Uniform in [0, 1).
-  double uniform() { return static_cast<double>(engine_() >> 8) / 16777216.0; }
-  double between(double lo, double hi) { return lo + (hi - lo) * uniform(); }
-  int below(int n) { return static_cast<int>(uniform() * n); }
-  bool chance(double p) { return uniform() < p; }
-  // Roughly normal with unit deviation: three uniforms add up to variance 1/4; twice that sum has variance 1.
-  double bell() { return (uniform() + uniform() + uniform() - 1.5) * 2.0; }
-
- private:
-  std::mt19937 engine_;
-};
 
 // ---- Grain tiles ----
 

@@ -16,55 +16,24 @@
 namespace nudora {
 namespace {
 
-// The built-in sample picture (sky, foliage, skin, a red jacket), scaled
-// down by whole-pixel averaging so that 62 passes stay quick.
-std::shared_ptr<PixelBuffer> naturalPicture(int factor) {
-  auto full = Image::load(Resources::folder() + "/samples/scene.png");
-  if (!full) return nullptr;
-  const int w = full->width() / factor, h = full->height() / factor;
-  Image small(w, h);
-  for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      for (int c = 0; c < 4; ++c) {
-        int sum = 0;
-        for (int j = 0; j < factor; ++j) {
-          for (int i = 0; i < factor; ++i) sum += full->pixel(x * factor + i, y * factor + j)[c];
-        }
-        small.pixel(x, y)[c] = static_cast<uint8_t>(sum / (factor * factor));
-      }
-    }
-  }
-  return small.toPixelBuffer();
-}
-
-double meanAbsoluteDifference(const PixelBuffer& a, const PixelBuffer& b) {
-  double sum = 0;
-  for (int y = 0; y < a.height(); ++y) {
-    for (int x = 0; x < a.width(); ++x) {
-      for (int c = 0; c < 3; ++c) sum += std::abs(a.row(y)[x * 4 + c] - b.row(y)[x * 4 + c]);
-    }
-  }
-  return sum / (3.0 * a.width() * a.height());
-}
-
 class StyleLookTest : public test::StillProcessorTest {};
 
 TEST_P(StyleLookTest, EveryLookDrawsChangesTheSampleAndDiffersFromEveryOtherLook) {
   test::ConsoleCapture console;
-  auto picture = naturalPicture(4);
+  auto picture = test::naturalPicture(4);
   ASSERT_TRUE(picture) << "the sample picture resources/samples/scene.png is missing";
   std::map<int64_t, std::shared_ptr<PixelBuffer>> looks;
   for (const auto& row : OrvoFilterDescriptor::sharedInstance()->styleFilterDesicriptor()) {
     const int64_t style = *row.integer("styleid");
     auto result = render(picture, style);
     ASSERT_TRUE(result) << "style " << style << " drew nothing";
-    EXPECT_GE(meanAbsoluteDifference(*result, *picture), 3.0) << "style " << style << " barely changes the picture";
+    EXPECT_GE(test::meanAbsoluteDifference(*result, *picture), 3.0) << "style " << style << " barely changes the picture";
     looks[style] = result;
   }
   EXPECT_EQ(console.text(), "") << "a look is missing a resource or failed to build";
   for (auto a = looks.begin(); a != looks.end(); ++a) {
     for (auto b = std::next(a); b != looks.end(); ++b) {
-      EXPECT_GE(meanAbsoluteDifference(*a->second, *b->second), 2.0)
+      EXPECT_GE(test::meanAbsoluteDifference(*a->second, *b->second), 2.0)
           << "styles " << a->first << " and " << b->first << " look the same";
     }
   }

@@ -1,0 +1,114 @@
+// The lens catalogue as a user meets it: every lens (the blue-screen modes
+// aside, which need a backdrop) draws on ES 3 and ES 2, visibly changes a
+// natural picture and differs from every other lens; and an image-driven
+// lens, the displacement, against a CPU reading of its map.
+#include <map>
+
+#include "GpuTestSupport.h"
+#include "filters/OrvoFilter.h"
+#include "filters/OrvoFilterDescriptor.h"
+#include "gpu/OrvoImageProcessor.h"
+#include "platform/Image.h"
+#include "platform/PixelBuffer.h"
+#include "platform/Resources.h"
+
+namespace nudora {
+namespace {
+
+constexpr int64_t kDisplacementLens = 34;
+
+bool isBlueScreen(int64_t lens) { return lens >= 26 && lens <= 28; }
+
+// Smooth waves in every channel, a few levels per pixel at most, so that
+// sampling a fraction of a pixel off costs a fraction of a level.
+std::shared_ptr<PixelBuffer> smoothFrame(int w, int h) {
+  auto buffer = PixelBuffer::create(w, h);
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      const double u = (x + 0.5) / w, v = (y + 0.5) / h;
+      uint8_t* p = buffer->row(y) + x * 4;
+      p[0] = static_cast<uint8_t>(std::lround(128 + 100 * std::sin(6.0 * u + 2.0 * v)));
+      p[1] = static_cast<uint8_t>(std::lround(128 + 100 * std::cos(5.0 * v - 1.5 * u)));
+      p[2] = static_cast<uint8_t>(std::lround(40 + 170 * u * v));
+      p[3] = 255;
+    }
+  }
+  return buffer;
+}
+
+class LensLookTest : public test::StillProcessorTest {};
+
+TEST_P(LensLookTest, EveryLensDrawsChangesTheSampleAndDiffersFromEveryOtherLens) {
+  test::ConsoleCapture console;
+  auto picture = test::naturalPicture(4);
+  ASSERT_TRUE(picture) << "the sample picture resources/samples/scene.png is missing";
+  std::map<int64_t, std::shared_ptr<PixelBuffer>> looks;
+  for (const auto& row : OrvoFilterDescriptor::sharedInstance()->lensFilterDesicriptor()) {
+    const int64_t lens = *row.integer("lensid");
+    if (isBlueScreen(lens)) continue;
+    auto result = render(picture, 0, lens);
+    if (!result) {
+      ADD_FAILURE() << "lens " << lens << " drew nothing";
+      continue;
+    }
+    EXPECT_GE(test::meanAbsoluteDifference(*result, *picture), 3.0) << "lens " << lens << " barely changes the picture";
+    looks[lens] = result;
+  }
+  EXPECT_EQ(console.text(), "") << "a lens is missing a piece or a resource, or failed to build";
+  for (auto a = looks.begin(); a != looks.end(); ++a) {
+    for (auto b = std::next(a); b != looks.end(); ++b) {
+      EXPECT_GE(test::meanAbsoluteDifference(*a->second, *b->second), 2.0)
+          << "lenses " << a->first << " and " << b->first << " look the same";
+    }
+  }
+}
+
+TEST_P(LensLookTest, DisplacementMovesEachPixelAsItsMapSaysAndNotAtAllAtStrengthZero) {
+  auto map = Image::imageNamed(*OrvoFilterDescriptor::sharedInstance()->getLensAuxilaryName(kDisplacementLens));
+  ASSERT_TRUE(map);
+  const test::Picture offsets = test::pictureOf(*map);
+  auto input = smoothFrame(96, 64);
+  const test::Picture in = test::pictureOf(*input);
+
+  // At the default strength (value 0.5) a full swing of the map, 0 to 1 in
+  // red or green, moves the sampling point 10% of the frame.
+  auto result = render(input, 0, kDisplacementLens);
+  ASSERT_TRUE(result);
+  double largestShift = 0;
+  const int compared = test::comparePicture(test::pictureOf(*result), [&](int x, int y, int c) {
+    if (c == 3) return static_cast<double>(NAN);
+    const double u = (x + 0.5) / in.width, v = (y + 0.5) / in.height;
+    const double dx = (offsets.sample(u, v, 0) / 255.0 - 0.5) * 0.1;
+    const double dy = (offsets.sample(u, v, 1) / 255.0 - 0.5) * 0.1;
+    largestShift = std::max({largestShift, std::abs(dx * in.width), std::abs(dy * in.height)});
+    return in.sample(u + dx, v + dy, c);
+  }, 1.5, "displacement");
+  EXPECT_EQ(compared, 96 * 64 * 3);
+  // The map must really move things, or the comparison proves nothing.
+  EXPECT_GT(largestShift, 2.0);
+
+  processor_->setValue1(0.0f, kDisplacementLens, OrvoFilter::kTypeLens);
+  auto still = render(input, 0, kDisplacementLens);
+  ASSERT_TRUE(still);
+  EXPECT_LE(test::maxDifference(*still, *input), 1);
+}
+
+TEST_P(LensLookTest, AnimatedLensesChangeFromOneFrameToTheNext) {
+  auto picture = test::naturalPicture(4);
+  ASSERT_TRUE(picture);
+  // Matrix (falling glyphs) and fire (rising flames) move with the frame
+  // count alone; the TV's static also changes by chance, so it is left out.
+  for (int64_t lens : {37, 41}) {
+    auto first = render(picture, 0, lens);
+    auto second = render(picture, 0, lens);
+    ASSERT_TRUE(first && second);
+    // A still picture would differ by nothing at all; a few falling glyph
+    // cells are enough to pass.
+    EXPECT_GE(test::meanAbsoluteDifference(*first, *second), 0.2) << "lens " << lens << " stands still";
+  }
+}
+
+NUDORA_INSTANTIATE_FOR_BOTH_APIS(LensLookTest);
+
+}  // namespace
+}  // namespace nudora
