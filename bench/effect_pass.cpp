@@ -14,7 +14,7 @@ namespace {
 using nudora::OrvoBaseProcessor;
 using nudora::PixelBuffer;
 
-// args: style, beautify in percent
+// args: style, beautify in percent, lens
 void BM_EffectPass1080p(benchmark::State& state) {
   OrvoBaseProcessor processor;
   if (!processor.setupWithAPI(3)) {
@@ -23,6 +23,7 @@ void BM_EffectPass1080p(benchmark::State& state) {
   }
   processor.setStyleFilter(state.range(0));
   processor.setBeautify(static_cast<float>(state.range(1)) / 100.0f);
+  processor.setLensFilter(state.range(2));
   auto input = PixelBuffer::create(1920, 1080);
   auto output = PixelBuffer::create(1920, 1080);
   std::memset(input->baseAddress(), 0x80, input->bytesPerRow() * 1080);
@@ -72,14 +73,17 @@ void BM_FilterProgramBuildAndFirstDraw(benchmark::State& state) {
 }
 
 BENCHMARK(BM_EffectPass1080p)
-    ->ArgNames({"style", "beautify%"})
-    ->Args({0, 0})    // the floor: no filter
-    ->Args({18, 0})   // a lookup-table look
-    ->Args({9, 0})    // a code look (mandeling)
-    ->Args({39, 0})   // a film look: grain tiles, weave, flicker, then a table
-    ->Args({46, 0})   // anamorphic: a table, then streak flares and bars
-    ->Args({49, 0})   // a table under a light leak
-    ->Args({18, 60})
+    ->ArgNames({"style", "beautify%", "lens"})
+    ->Args({0, 0, 0})    // the floor: no filter
+    ->Args({18, 0, 0})   // a lookup-table look
+    ->Args({9, 0, 0})    // a code look (mandeling)
+    ->Args({39, 0, 0})   // a film look: grain tiles, weave, flicker, then a table
+    ->Args({46, 0, 0})   // anamorphic: a table, then streak flares and bars
+    ->Args({49, 0, 0})   // a table under a light leak
+    ->Args({18, 60, 0})
+    ->Args({0, 0, 5})    // a geometric lens (fish-eye)
+    ->Args({0, 0, 1})    // a blur lens at level 4 (bokeh)
+    ->Args({0, 0, 19})   // the min-max lens (watercolour)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 BENCHMARK(BM_FilterProgramBuildAndFirstDraw)->Unit(benchmark::kMillisecond)->UseRealTime();

@@ -11,8 +11,10 @@ build/tools/nudora info
 build/tools/nudora passthrough -o demo-out/passthrough.png
 # The same picture through the filter pass: a tone-mapped style with beautify.
 build/tools/nudora still demo-out/passthrough.png -o demo-out/still-style30.png --style 30 --beauty 2
-# Every style look on the built-in sample picture, labelled, to choose from by eye.
+# Every style look and every lens on the built-in sample picture, labelled,
+# to choose from by eye.
 build/tools/nudora styles -o demo-out/styles.png
+build/tools/nudora lenses -o demo-out/lenses.png
 
 # The main job on the built-in synthetic clip: a shaky rolling-shutter
 # video with its gyro log, stabilised, shown side by side, and scored by

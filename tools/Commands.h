@@ -14,6 +14,7 @@ void addStillCommand(CLI::App& app);
 void addSynthCommand(CLI::App& app);
 void addProcessCommand(CLI::App& app);
 void addStylesCommand(CLI::App& app);
+void addLensesCommand(CLI::App& app);
 
 void setExitCode(int code);
 int exitCode();

@@ -40,6 +40,7 @@ extern "C" {
 
 #include "Commands.h"
 #include "common/FileChecks.h"
+#include "common/EffectOptions.h"
 #include "common/FilterOptions.h"
 #include "common/BoundedQueue.h"
 #include "common/TemporaryFile.h"
@@ -89,6 +90,7 @@ struct Options {
   std::string gyroOrientation;
   int64_t style = 0;
   int64_t lens = 0;
+  EffectOptions effects;
   int64_t beauty = 0;
   double zoom = 1.0;
   std::string watermark;
@@ -149,7 +151,9 @@ bool parseSize(const std::string& text, int* w, int* h) {
 }
 
 bool checkOptions(const Options& o) {
-  if (std::string problem = filterOptionProblem(o.style, o.lens, o.beauty, o.zoom); !problem.empty()) {
+  std::string problem = filterOptionProblem(o.style, o.lens, o.beauty, o.zoom);
+  if (problem.empty()) problem = effectOptionProblem(o.effects);
+  if (!problem.empty()) {
     fail(problem);
     return false;
   }
@@ -452,6 +456,7 @@ int run(const Options& o) {
   processor->setLensFilter(o.lens);
   processor->setBeauty(o.beauty);
   processor->setDigitalZoom(static_cast<float>(o.zoom));
+  applyEffectOptions(*processor, o.effects, o.lens);
   // Checked above; this fails only if the file changed since, and the
   // processor has then named the file and line.
   if (!o.lut.empty() && !processor->loadCubeLookupTable(o.lut)) return 1;
@@ -642,7 +647,9 @@ void addProcessCommand(CLI::App& app) {
                   "log axes as in .gcsv (e.g. YxZ: lowercase negated); overrides the log's own");
   cmd->add_option("--style", options->style, "style look by number or name (0 = none; 'nudora styles' lists them)")
       ->transform(CLI::Validator(styleNameToNumber, "NUMBER|NAME"));
-  cmd->add_option("--lens", options->lens, "lens filter number (0 = none)");
+  cmd->add_option("--lens", options->lens, "lens filter by number or name (0 = none; 'nudora lenses' lists them)")
+      ->transform(CLI::Validator(lensNameToNumber, "NUMBER|NAME"));
+  addEffectOptions(*cmd, options->effects);
   cmd->add_option("--beauty", options->beauty, "beauty level, 0 to 4");
   cmd->add_option("--zoom", options->zoom, "digital zoom factor (1 = none)");
   cmd->add_option("--watermark", options->watermark, "PNG to draw as a watermark");

@@ -16,6 +16,7 @@ int main(int argc, char** argv) {
   nudora::tool::addSynthCommand(app);
   nudora::tool::addProcessCommand(app);
   nudora::tool::addStylesCommand(app);
+  nudora::tool::addLensesCommand(app);
 
   try {
     app.parse(argc, argv);

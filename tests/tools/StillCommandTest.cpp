@@ -74,7 +74,8 @@ TEST_F(StillCommandTest, BadInputGetsOneLineAFailingExitAndNoFile) {
   const std::pair<std::string, const char*> cases[] = {
       {good + " --style 63", "style 63"},        {good + " --lens 30", "lens 30"},
       {good + " --beauty 5", "beauty"},          {good + " --zoom 0", "zoom"},
-      {good + " --orientation 5", "orientation"}, {good + " --watermark " + q(dir_ / "notes.txt"), "notes.txt"},
+      {good + " --orientation 5", "orientation"},
+      {good + " --tone-mapping 4", "tone mapping"}, {good + " --lens 11 --lens-center nan,0.5", "lens centre"}, {good + " --watermark " + q(dir_ / "notes.txt"), "notes.txt"},
       {q(dir_ / "absent.png") + " -o " + q(dir_ / "out.png"), "absent.png"},
       {q(dir_ / "notes.txt") + " -o " + q(dir_ / "out.png"), "notes.txt"},
       {q(dir_ / "empty.png") + " -o " + q(dir_ / "out.png"), "empty"},

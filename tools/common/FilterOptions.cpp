@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "filters/OrvoFilterDescriptor.h"
-#include "filters/StyleNames.h"
+#include "filters/FilterNames.h"
 
 namespace nudora::tool {
 
@@ -26,16 +26,26 @@ std::string filterOptionProblem(int64_t style, int64_t lens, int64_t beauty, dou
   return {};
 }
 
-std::string styleNameToNumber(std::string& text) {
+namespace {
+
+// Rewrites a name of the list into its number; numbers pass unchanged.
+std::string nameToNumber(const std::vector<FilterName>& names, const char* what, const char* command,
+                         std::string& text) {
   if (!text.empty() && text.find_first_not_of("+-0123456789") == std::string::npos) return {};
-  if (auto style = styleNamed(text)) {
-    text = std::to_string(*style);
+  if (auto number = filterNamed(names, text)) {
+    text = std::to_string(*number);
     return {};
   }
-  std::string problem = "unknown style '" + text + "'";
-  auto near = styleNamesNear(text);
+  std::string problem = std::string("unknown ") + what + " '" + text + "'";
+  auto near = filterNamesNear(names, text);
   for (size_t i = 0; i < near.size(); ++i) problem += (i == 0 ? "; did you mean " : " or ") + near[i];
-  return problem + (near.empty() ? "" : "?") + " ('nudora styles' lists every look)";
+  return problem + (near.empty() ? "" : "?") + " ('nudora " + command + "' lists them all)";
 }
+
+}  // namespace
+
+std::string styleNameToNumber(std::string& text) { return nameToNumber(styleNames(), "style", "styles", text); }
+
+std::string lensNameToNumber(std::string& text) { return nameToNumber(lensNames(), "lens", "lenses", text); }
 
 }  // namespace nudora::tool

@@ -11,10 +11,11 @@ namespace nudora::tool {
 // one sentence naming the first bad value.
 std::string filterOptionProblem(int64_t style, int64_t lens, int64_t beauty, double zoom);
 
-// Rewrites a --style value given as a name ("sepia", "X_pro2") into its
-// number and answers empty; a text that names no style is left alone and
-// answered with a sentence suggesting the nearest names. Numbers pass
-// unchanged, for filterOptionProblem to judge.
+// Rewrite a --style / --lens value given as a name ("sepia", "X_pro2",
+// "fisheye") into its number and answer empty; a text that names nothing is
+// left alone and answered with a sentence suggesting the nearest names.
+// Numbers pass unchanged, for filterOptionProblem to judge.
 std::string styleNameToNumber(std::string& text);
+std::string lensNameToNumber(std::string& text);
 
 }  // namespace nudora::tool

@@ -1,10 +1,9 @@
-#include "filters/StyleNames.h"
+#include "filters/FilterNames.h"
 
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 
-#include "filters/OrvoFilterDescriptor.h"
 
 namespace nudora {
 namespace {
@@ -35,8 +34,8 @@ size_t editDistance(const std::string& a, const std::string& b) {
 
 }  // namespace
 
-const std::vector<StyleName>& styleNames() {
-  static const std::vector<StyleName> names = {
+const std::vector<FilterName>& styleNames() {
+  static const std::vector<FilterName> names = {
       {1, "jolie", "bright and soft, rosy skin, lifted shadows"},
       {2, "m", "moody matte: lifted blacks, muted colour, magenta shadows"},
       {3, "oldtime", "aged colour print: faded warm tones, vignette, specks"},
@@ -103,40 +102,85 @@ const std::vector<StyleName>& styleNames() {
   return names;
 }
 
-std::optional<std::string> styleNameOf(int64_t style) {
-  for (const auto& entry : styleNames()) {
-    if (entry.style == style) return std::string(entry.name);
+const std::vector<FilterName>& lensNames() {
+  static const std::vector<FilterName> names = {
+      {1, "bokeh", "sharp circle at the centre, the rest blurred with blooming highlights"},
+      {2, "tilt-shift", "a sharp band, blur growing away from it: a miniature world"},
+      {3, "perspective", "keystone tilt of the picture"},
+      {4, "soft-focus", "dreamy glow of a soft-focus lens"},
+      {5, "fisheye", "barrel distortion of a round fish-eye lens"},
+      {6, "zoom-blur", "radial blur, as zooming during the exposure"},
+      {7, "vignette", "darkened (or lightened) corners"},
+      {8, "thermal", "thermal camera palette"},
+      {9, "tv", "old television: static, scanlines, rolling bar"},
+      {10, "night-vision", "green phosphor night-vision scope"},
+      {11, "spotlight", "a lit circle, the rest in shadow"},
+      {12, "anamorphic", "blue horizontal streak flares, letterbox bars"},
+      {13, "painting", "oil painting"},
+      {14, "colored-sketch", "coloured pencil sketch"},
+      {15, "neon", "glowing neon edges on black"},
+      {16, "comics", "flat comic-book colours with ink lines"},
+      {17, "manga", "black-and-white manga with screen tones"},
+      {18, "pop", "pop art: posterised colour and halftone dots"},
+      {19, "watercolor", "watercolour on paper"},
+      {20, "elongating", "funhouse mirror stretch"},
+      {21, "mirror-left", "left half mirrored onto the right"},
+      {22, "mirror-right", "right half mirrored onto the left"},
+      {23, "defog", "haze removed, local contrast restored"},
+      {24, "snowy", "frosted window"},
+      {25, "rainy", "seen through a wet window"},
+      {26, "bluescreen", "blue-screen keying"},
+      {27, "bluescreen-mono", "blue-screen keying onto one colour"},
+      {28, "bluescreen-replace", "blue-screen keying, colour replaced"},
+      {34, "displacement", "picture displaced by a map"},
+      {35, "insect", "compound eye: hexagonal facets"},
+      {36, "robot-killer", "red machine vision with a targeting reticle"},
+      {37, "matrix", "picture rebuilt from falling green glyphs"},
+      {38, "ghost", "pale translucent double image"},
+      {39, "werewolf", "cold moonlit night"},
+      {40, "vampire", "cold, drained colour with blood dripping"},
+      {41, "fire", "flames rising from the bottom"},
+      {42, "light-ray", "rays of light from the bright parts"},
+      {43, "denoise", "edge-preserving noise reduction"},
+      {44, "swirl", "twirl about the centre"},
+  };
+  return names;
+}
+
+std::optional<std::string> filterNameOf(const std::vector<FilterName>& names, int64_t number) {
+  for (const auto& entry : names) {
+    if (entry.number == number) return std::string(entry.name);
   }
   return std::nullopt;
 }
 
-std::optional<int64_t> styleNamed(const std::string& text) {
+std::optional<int64_t> filterNamed(const std::vector<FilterName>& names, const std::string& text) {
   const std::string key = folded(text);
   if (key.empty()) return std::nullopt;
   if (key == "none") return 0;
   int64_t number = 0;
   auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error == std::errc() && end == text.data() + text.size()) {
-    if (number == 0 || OrvoFilterDescriptor::sharedInstance()->styleRow(number)) return number;
+    if (number == 0 || filterNameOf(names, number)) return number;
     return std::nullopt;
   }
-  for (const auto& entry : styleNames()) {
-    if (folded(entry.name) == key) return entry.style;
+  for (const auto& entry : names) {
+    if (folded(entry.name) == key) return entry.number;
   }
   return std::nullopt;
 }
 
-std::vector<std::string> styleNamesNear(const std::string& text) {
+std::vector<std::string> filterNamesNear(const std::vector<FilterName>& names, const std::string& text) {
   const std::string key = folded(text);
   std::vector<std::pair<size_t, std::string>> near;
-  for (const auto& entry : styleNames()) {
+  for (const auto& entry : names) {
     const size_t distance = editDistance(key, folded(entry.name));
     if (distance * 2 <= std::max<size_t>(key.size(), 2)) near.emplace_back(distance, entry.name);
   }
   std::stable_sort(near.begin(), near.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-  std::vector<std::string> names;
-  for (size_t i = 0; i < near.size() && i < 3; ++i) names.push_back(near[i].second);
-  return names;
+  std::vector<std::string> closest;
+  for (size_t i = 0; i < near.size() && i < 3; ++i) closest.push_back(near[i].second);
+  return closest;
 }
 
 }  // namespace nudora

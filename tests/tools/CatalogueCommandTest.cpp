@@ -1,10 +1,11 @@
-// `nudora styles` as a user meets it: the list names every look with what it
-// needs, the contact sheet holds every look under its label, and --style
-// takes a look's name as well as its number.
+// `nudora styles` and `nudora lenses` as a user meets them: the lists name
+// every filter with what it needs, the contact sheet holds every look under
+// its label, --style and --lens take names as well as numbers, and the lens
+// parameters reach the lens.
 #include <gtest/gtest.h>
 
 #include "ToolTestSupport.h"
-#include "filters/StyleNames.h"
+#include "filters/FilterNames.h"
 #include "platform/Image.h"
 #include "platform/Resources.h"
 
@@ -14,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 using test::shellQuoted;
 
-class StylesCommandTest : public ::testing::Test {
+class CatalogueCommandTest : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!fs::exists(test::nudoraProgram())) GTEST_SKIP() << "the nudora program was not built";
@@ -22,17 +23,24 @@ class StylesCommandTest : public ::testing::Test {
   test::TempDir dir_;
 };
 
-TEST_F(StylesCommandTest, ListGivesEveryNumberNameAndFileItNeeds) {
+TEST_F(CatalogueCommandTest, ListGivesEveryNumberNameAndFileItNeeds) {
   auto run = test::runNudora("styles", dir_.path);
   ASSERT_EQ(run.status, 0) << run.err;
   for (const auto& entry : styleNames()) {
-    EXPECT_NE(run.out.find(std::to_string(entry.style) + "  " + entry.name), std::string::npos) << entry.name;
+    EXPECT_NE(run.out.find(std::to_string(entry.number) + "  " + entry.name), std::string::npos) << entry.name;
   }
   EXPECT_NE(run.out.find("3DLUT_PX100UV_cold.png + movie_noise_early.jpg"), std::string::npos) << run.out;
   EXPECT_EQ(run.out.find("(missing)"), std::string::npos) << "an installed resource is reported missing";
+
+  run = test::runNudora("lenses", dir_.path);
+  ASSERT_EQ(run.status, 0) << run.err;
+  for (const auto& entry : lensNames()) {
+    EXPECT_NE(run.out.find(std::to_string(entry.number) + "  " + entry.name), std::string::npos) << entry.name;
+  }
+  EXPECT_NE(run.out.find("4 blur levels + centre, angle, radius"), std::string::npos) << run.out;
 }
 
-TEST_F(StylesCommandTest, ContactSheetHoldsTheOriginalAndEveryLookInAGrid) {
+TEST_F(CatalogueCommandTest, ContactSheetHoldsTheOriginalAndEveryLookInAGrid) {
   const fs::path sheet = fs::path(dir_.path) / "sheet.png";
   auto run = test::runNudora("styles -o " + shellQuoted(sheet) + " --cell-width 96 --columns 9", dir_.path);
   ASSERT_EQ(run.status, 0) << run.err;
@@ -52,7 +60,7 @@ TEST_F(StylesCommandTest, ContactSheetHoldsTheOriginalAndEveryLookInAGrid) {
   EXPECT_GT(warm, 34 * 76 * 9 / 10);
 }
 
-TEST_F(StylesCommandTest, StyleOptionTakesNamesAndSuggestsForATypo) {
+TEST_F(CatalogueCommandTest, StyleOptionTakesNamesAndSuggestsForATypo) {
   const fs::path in = fs::path(Resources::folder()) / "samples" / "scene.png";
   const fs::path byName = fs::path(dir_.path) / "name.png", byNumber = fs::path(dir_.path) / "number.png";
   auto named = test::runNudora("still " + shellQuoted(in) + " -o " + shellQuoted(byName) + " --style Sepia", dir_.path);
@@ -67,6 +75,30 @@ TEST_F(StylesCommandTest, StyleOptionTakesNamesAndSuggestsForATypo) {
   EXPECT_NE(run.status, 0);
   EXPECT_NE(run.err.find("did you mean sepia"), std::string::npos) << run.err;
   EXPECT_FALSE(fs::exists(typo));
+}
+
+TEST_F(CatalogueCommandTest, LensTakesItsNameAndItsCentreMovesTheSpotlight) {
+  const fs::path in = fs::path(Resources::folder()) / "samples" / "scene.png";
+  auto spot = [&](const std::string& lens, const std::string& center) {
+    const fs::path out = fs::path(dir_.path) / ("spot" + center + ".png");
+    auto run = test::runNudora("still " + shellQuoted(in) + " -o " + shellQuoted(out) + " --lens " + lens +
+                                   " --lens-center " + center, dir_.path);
+    EXPECT_EQ(run.status, 0) << run.err;
+    return Image::load(out.string());
+  };
+  auto left = spot("Spotlight", "0.25,0.5"), right = spot("11", "0.75,0.5");
+  ASSERT_TRUE(left && right);
+  // Brightness of a column strip a quarter in from each side.
+  auto strip = [](const Image& image, int x0) {
+    double sum = 0;
+    for (int y = 0; y < image.height(); ++y) {
+      for (int x = x0; x < x0 + 40; ++x) sum += image.pixel(x, y)[1];
+    }
+    return sum / (40.0 * image.height());
+  };
+  const int quarter = left->width() / 4 - 20, threeQuarters = left->width() * 3 / 4 - 20;
+  EXPECT_GT(strip(*left, quarter), strip(*right, quarter) + 10);
+  EXPECT_GT(strip(*right, threeQuarters), strip(*left, threeQuarters) + 10);
 }
 
 }  // namespace

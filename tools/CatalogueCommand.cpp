@@ -1,6 +1,6 @@
-// nudora styles: the style looks by number and name, with what each needs;
-// given -o, a labelled contact sheet of every look on one picture, so people
-// can choose a look by eye.
+// nudora styles and nudora lenses: the style looks or the lens filters by
+// number and name, with what each needs; given -o, a labelled contact sheet
+// of every one on one picture, so people can choose by eye.
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -14,7 +14,7 @@
 #include "common/FileChecks.h"
 #include "common/TemporaryFile.h"
 #include "filters/OrvoFilterDescriptor.h"
-#include "filters/StyleNames.h"
+#include "filters/FilterNames.h"
 #include "gpu/OrvoImageProcessor.h"
 #include "gpu/OrvoProcessHelpers.h"
 #include "platform/Image.h"
@@ -24,6 +24,14 @@
 namespace nudora::tool {
 namespace {
 
+// The half of the catalogue a command shows.
+struct Kind {
+  const char* command;  // "styles" or "lenses"
+  const char* noun;     // "look" or "lens"
+  const std::vector<FilterName>& names;
+  bool lens;
+};
+
 struct Options {
   std::string input;
   std::string output;
@@ -31,30 +39,40 @@ struct Options {
   int cellWidth = 320;
 };
 
-void fail(const std::string& message) { std::fprintf(stderr, "nudora styles: %s\n", message.c_str()); }
+void fail(const Kind& kind, const std::string& message) {
+  std::fprintf(stderr, "nudora %s: %s\n", kind.command, message.c_str());
+}
 
-// The files a style reads from the Textures folder, each marked when it is
-// not installed; "code only" for a look written wholly in shader code.
-std::string needsOf(int64_t style) {
+// The files a filter reads from the Textures folder, each marked when it is
+// not installed, and for a lens the extra inputs the pass prepares for it;
+// "code only" for one written wholly in shader code.
+std::string needsOf(const Kind& kind, int64_t number) {
   auto catalogue = OrvoFilterDescriptor::sharedInstance();
   std::string needs;
-  for (const auto& name : {catalogue->getStyleFilter3DLUTImageName(style), catalogue->getStyleAuxilaryName(style)}) {
+  auto add = [&](const std::string& what) { needs += (needs.empty() ? "" : " + ") + what; };
+  const std::optional<std::string> files[] = {
+      kind.lens ? std::nullopt : catalogue->getStyleFilter3DLUTImageName(number),
+      kind.lens ? catalogue->getLensAuxilaryName(number) : catalogue->getStyleAuxilaryName(number)};
+  for (const auto& name : files) {
     if (!name) continue;
-    if (!needs.empty()) needs += " + ";
-    needs += *name;
-    if (OrvoProcessHelpers::pathFromImage(*name, "").empty()) needs += " (missing)";
+    add(*name + (OrvoProcessHelpers::pathFromImage(*name, "").empty() ? " (missing)" : ""));
+  }
+  if (kind.lens) {
+    if (int64_t levels = catalogue->getFilterRequreBlur(number)) add(std::to_string(levels) + " blur levels");
+    if (catalogue->doesFilterRequreMaxMin(number)) add("min-max image");
+    if (catalogue->doesFilterRequrePosition(number)) add("centre, angle, radius");
   }
   return needs.empty() ? "code only" : needs;
 }
 
-void list() {
-  std::printf("%3s  %-23s %-58s %s\n", "no", "name", "needs", "look");
-  for (const auto& entry : styleNames()) {
-    std::printf("%3lld  %-23s %-58s %s\n", static_cast<long long>(entry.style), entry.name,
-                needsOf(entry.style).c_str(), entry.description);
+void list(const Kind& kind) {
+  std::printf("%3s  %-23s %-58s %s\n", "no", "name", "needs", kind.noun);
+  for (const auto& entry : kind.names) {
+    std::printf("%3lld  %-23s %-58s %s\n", static_cast<long long>(entry.number), entry.name,
+                needsOf(kind, entry.number).c_str(), entry.description);
   }
-  std::printf("Files are read from %s. Use the number or the name: --style %s\n",
-              Resources::texturesFolder().c_str(), "sepia");
+  std::printf("Files are read from %s. Use the number or the name: --%s %s\n", Resources::texturesFolder().c_str(),
+              kind.lens ? "lens" : "style", kind.names.front().name);
 }
 
 // The picture scaled to the given width by averaging the source pixels each
@@ -86,23 +104,23 @@ void paste(Image& sheet, const Image& picture, int left, int top) {
   }
 }
 
-int writeSheet(const Options& o) {
+int writeSheet(const Kind& kind, const Options& o) {
   if (o.columns < 1 || o.columns > 64) {
-    fail("columns " + std::to_string(o.columns) + " is out of range (1 to 64)");
+    fail(kind, "columns " + std::to_string(o.columns) + " is out of range (1 to 64)");
     return 1;
   }
   if (o.cellWidth < 64 || o.cellWidth > 2048) {
-    fail("cell width " + std::to_string(o.cellWidth) + " is out of range (64 to 2048)");
+    fail(kind, "cell width " + std::to_string(o.cellWidth) + " is out of range (64 to 2048)");
     return 1;
   }
   const std::string input = o.input.empty() ? Resources::folder() + "/samples/scene.png" : o.input;
   if (std::string problem = pictureProblem("input", input, 16384); !problem.empty()) {
-    fail(problem);
+    fail(kind, problem);
     return 1;
   }
-  TemporaryFile temporary(o.output, "styles");
+  TemporaryFile temporary(o.output, kind.command);
   if (std::string error; !temporary.probe(&error)) {
-    fail("cannot write output '" + o.output + "': " + error);
+    fail(kind, "cannot write output '" + o.output + "': " + error);
     return 1;
   }
   auto image = Image::load(input);
@@ -112,14 +130,14 @@ int writeSheet(const Options& o) {
 
   auto processor = OrvoImageProcessor::sharedInstance();
   if (!processor->setupWithAvailableAPI()) {
-    fail("no OpenGL ES context could be made (API 3 or 2)");
+    fail(kind, "no OpenGL ES context could be made (API 3 or 2)");
     return 1;
   }
 
-  // The original first, then every look by number, each above its label.
+  // The original first, then every filter by number, each above its label.
   const int scale = 2, gap = 6, labelHeight = textHeight(scale) + 2 * gap;
   const int cellW = thumbnail->width() + gap, cellH = thumbnail->height() + labelHeight;
-  const int cells = static_cast<int>(styleNames().size()) + 1;
+  const int cells = static_cast<int>(kind.names.size()) + 1;
   const int rows = (cells + o.columns - 1) / o.columns;
   Image sheet(o.columns * cellW + gap, rows * cellH + gap);
   for (int y = 0; y < sheet.height(); ++y) {
@@ -136,15 +154,16 @@ int writeSheet(const Options& o) {
     std::string label = "0 original";
     std::shared_ptr<Image> look = thumbnail;
     if (cell > 0) {
-      const StyleName& entry = styleNames()[cell - 1];
-      label = std::to_string(entry.style) + " " + entry.name;
-      processor->setStyleFilter(entry.style);
+      const FilterName& entry = kind.names[cell - 1];
+      label = std::to_string(entry.number) + " " + entry.name;
+      processor->setStyleFilter(kind.lens ? 0 : entry.number);
+      processor->setLensFilter(kind.lens ? entry.number : 0);
       processor->effectSampeBuffer(SampleBuffer::create(frame, 0.0), false, false, 1);
       const auto& result = processor->resultPixelBuffer();
       if (processor->rendered() && result) {
         look = Image::fromPixelBuffer(*result);
       } else {
-        failed.push_back(std::to_string(entry.style));
+        failed.push_back(std::to_string(entry.number));
         look = nullptr;
         label += " (failed)";
       }
@@ -155,46 +174,58 @@ int writeSheet(const Options& o) {
     drawText(sheet, left, top + thumbnail->height() + gap, label, size, ink);
   }
   processor->setStyleFilter(0);
+  processor->setLensFilter(0);
 
   std::string error;
   if (!sheet.write(temporary.path()) || !temporary.commit(&error)) {
-    fail("cannot write output '" + o.output + "'" + (error.empty() ? "" : ": " + error));
+    fail(kind, "cannot write output '" + o.output + "'" + (error.empty() ? "" : ": " + error));
     return 1;
   }
-  std::printf("styles: %d looks of %dx%d on API %d -> %s\n", cells - 1, thumbnail->width(), thumbnail->height(),
+  std::printf("%s: %d of %dx%d on API %d -> %s\n", kind.command, cells - 1, thumbnail->width(), thumbnail->height(),
               processor->context()->api(), o.output.c_str());
   if (!failed.empty()) {
     std::string numbers;
     for (const auto& n : failed) numbers += (numbers.empty() ? "" : ", ") + n;
-    fail("styles " + numbers + " did not render (see the log above); their cells are left empty");
+    fail(kind, numbers + " did not render (see the log above); their cells are left empty");
     return 1;
   }
   return 0;
 }
 
-}  // namespace
-
-void addStylesCommand(CLI::App& app) {
+void addCatalogueCommand(CLI::App& app, const Kind& kind, const char* help) {
   auto options = std::make_shared<Options>();
-  auto* cmd = app.add_subcommand(
-      "styles", "List the style looks (number, name, what each needs); with -o, draw a contact sheet of them all");
+  auto* cmd = app.add_subcommand(kind.command, help);
   cmd->add_option("input", options->input, "picture for the contact sheet (default: the built-in sample)");
   cmd->add_option("-o,--output", options->output, "contact sheet to write (PNG when it ends in .png, else JPEG)");
-  cmd->add_option("--columns", options->columns, "looks per row of the sheet (default 8)");
-  cmd->add_option("--cell-width", options->cellWidth, "width of each look on the sheet in pixels (default 320)");
-  cmd->callback([options] {
+  cmd->add_option("--columns", options->columns, "cells per row of the sheet (default 8)");
+  cmd->add_option("--cell-width", options->cellWidth, "width of each cell of the sheet in pixels (default 320)");
+  cmd->callback([options, &kind] {
     if (options->output.empty()) {
       if (!options->input.empty()) {
-        fail("a picture was given without -o; say where the contact sheet goes");
+        fail(kind, "a picture was given without -o; say where the contact sheet goes");
         setExitCode(1);
         return;
       }
-      list();
+      list(kind);
       setExitCode(0);
       return;
     }
-    setExitCode(writeSheet(*options));
+    setExitCode(writeSheet(kind, *options));
   });
+}
+
+}  // namespace
+
+void addStylesCommand(CLI::App& app) {
+  static const Kind kind{"styles", "look", styleNames(), false};
+  addCatalogueCommand(app, kind,
+                      "List the style looks (number, name, what each needs); with -o, draw a contact sheet of them all");
+}
+
+void addLensesCommand(CLI::App& app) {
+  static const Kind kind{"lenses", "lens", lensNames(), true};
+  addCatalogueCommand(app, kind,
+                      "List the lens filters (number, name, what each needs); with -o, draw a contact sheet of them all");
 }
 
 }  // namespace nudora::tool
