@@ -3,6 +3,7 @@
 // edge), a light wash of the picture's colours, and diagonal hatching in the
 // colour of the place, crossed a second time in the shadows.
 {
+    vec3 lensBefore = color.rgb;
     vec3 soft = texture(gaussianLevel1, coord).rgb;
     float here = luminance(color.rgb);
     float near = luminance(soft);
@@ -33,4 +34,7 @@
     float tooth = fract(sin(dot(floor(px), vec2(12.9898, 78.233))) * 43758.5453);
     sketch = mix(sketch, paper, 0.12 * tooth * (1.0 - outline));
     color.rgb = sketch;
+    // The lens's value 1 (0.5 unless moved) below one half fades the
+    // effect out, to the untouched picture at 0.
+    color.rgb = mix(lensBefore, color.rgb, clamp(2.0 * commonInput, 0.0, 1.0));
 }

@@ -3,6 +3,7 @@
 // colourist fills areas; outlines trace the picture's sharp brightness
 // steps.
 {
+    vec3 lensBefore = color.rgb;
     vec3 soft = texture(gaussianLevel1, coord).rgb;
     vec3 hsl = rgb2hsl(soft);
     // Twelve hues, the grey ones left grey; strong or muted; four shades.
@@ -37,4 +38,7 @@
     ink *= step(0.03, sqrt(sx * sx + sy * sy));
     ink = max(ink, step(luminance(soft), 0.06));
     color.rgb = filled * (1.0 - ink);
+    // The lens's value 1 (0.5 unless moved) below one half fades the
+    // effect out, to the untouched picture at 0.
+    color.rgb = mix(lensBefore, color.rgb, clamp(2.0 * commonInput, 0.0, 1.0));
 }

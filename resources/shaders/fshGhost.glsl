@@ -3,6 +3,7 @@
 // lighter still, is shifted by the frame's random tile pick and wanders
 // slowly with time.
 {
+    vec3 lensBefore = color.rgb;
     float t = frameCount * 0.04;
     vec2 drift = (lensTexIdx - 1.5) * 0.004 +
                  vec2(0.03 * sin(t) + 0.015 * sin(2.3 * t), 0.015 * cos(1.3 * t)) + vec2(0.035, -0.015);
@@ -13,4 +14,7 @@
     misty = 0.18 + 0.72 * misty;
     vec3 spirit = mix(vec3(luminance(twin)), twin, 0.15) * cold;
     color.rgb = blendScreen(clamp(misty, 0.0, 1.0), clamp(spirit * 0.45, 0.0, 1.0));
+    // The lens's value 1 (0.5 unless moved) below one half fades the
+    // effect out, to the untouched picture at 0.
+    color.rgb = mix(lensBefore, color.rgb, clamp(2.0 * commonInput, 0.0, 1.0));
 }

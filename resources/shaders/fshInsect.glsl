@@ -3,6 +3,7 @@
 // bulging like a small lens and darkening towards its rim; dark walls part
 // the facets.
 {
+    vec3 lensBefore = color.rgb;
     // Facets a twelfth of the picture's height across, round at any aspect.
     float size = 1.0 / 12.0;
     vec2 p = coord * vec2(wvh.x, 1.0) / size;
@@ -22,4 +23,7 @@
     facet *= 1.0 - 0.45 * smoothstep(0.25, 0.47, hex);
     float wall = smoothstep(0.455, 0.49, hex);
     color.rgb = mix(facet, vec3(0.05, 0.04, 0.03), wall);
+    // The lens's value 1 (0.5 unless moved) below one half fades the
+    // effect out, to the untouched picture at 0.
+    color.rgb = mix(lensBefore, color.rgb, clamp(2.0 * commonInput, 0.0, 1.0));
 }

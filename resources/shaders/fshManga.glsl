@@ -3,6 +3,7 @@
 // cut at hard steps like screen-tone sheets; ink outlines follow the
 // brightness edges of the softened picture.
 {
+    vec3 lensBefore = color.rgb;
     vec3 soft = texture(gaussianLevel1, coord).rgb;
     float tone = clamp((luminance(soft) - 0.5) * 1.2 + 0.5, 0.0, 1.0);
 
@@ -30,4 +31,7 @@
     outline = max(outline, smoothstep(0.08, 0.14, luminance(texture(gaussianLevel2, coord).rgb) - luminance(color.rgb)));
     ink = max(ink, outline);
     color.rgb = vec3(0.97 * (1.0 - ink));
+    // The lens's value 1 (0.5 unless moved) below one half fades the
+    // effect out, to the untouched picture at 0.
+    color.rgb = mix(lensBefore, color.rgb, clamp(2.0 * commonInput, 0.0, 1.0));
 }

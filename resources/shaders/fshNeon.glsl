@@ -3,6 +3,7 @@
 // inside a wider soft glow; grey outlines glow cyan to magenta across the
 // frame.
 {
+    vec3 lensBefore = color.rgb;
     // Taps a pixel and a half apart on a 960-wide frame, as far in
     // proportion on larger ones.
     float reach = max(1.0, 0.0015 / imagestep.x);
@@ -50,4 +51,7 @@
     // The brightest cores burn towards white, as a real tube does.
     neon += vec3(smoothstep(0.8, 2.0, core)) * 0.35;
     color.rgb = neon;
+    // The lens's value 1 (0.5 unless moved) below one half fades the
+    // effect out, to the untouched picture at 0.
+    color.rgb = mix(lensBefore, color.rgb, clamp(2.0 * commonInput, 0.0, 1.0));
 }

@@ -3,6 +3,7 @@
 // paint and keeps edges crisp; then short bristle streaks along the strokes
 // and a faint canvas weave.
 {
+    vec3 lensBefore = color.rgb;
     // Squares of three by three taps, three pixels apart on a 960-wide frame.
     float reach = max(2.0, 0.003 / imagestep.x);
     vec2 stepXY = reach * imagestep;
@@ -50,4 +51,7 @@
     float weave = sin(px.x * 5.5) * sin(px.y * 5.5);
     paint *= 1.0 + 0.035 * weave;
     color.rgb = paint;
+    // The lens's value 1 (0.5 unless moved) below one half fades the
+    // effect out, to the untouched picture at 0.
+    color.rgb = mix(lensBefore, color.rgb, clamp(2.0 * commonInput, 0.0, 1.0));
 }

@@ -3,6 +3,7 @@
 // white for grey ones); dark areas are solid ink, light ones Ben-Day dots
 // of the ink on white paper, and heavy black outlines hold it together.
 {
+    vec3 lensBefore = color.rgb;
     vec3 soft = texture(gaussianLevel1, coord).rgb;
     float top = max(max(soft.r, soft.g), soft.b);
     float bottom = min(min(soft.r, soft.g), soft.b);
@@ -33,4 +34,7 @@
     float dy = luminance(texture(gaussianLevel1, coord + ny).rgb) - luminance(texture(gaussianLevel1, coord - ny).rgb);
     float outline = smoothstep(0.07, 0.1, sqrt(dx * dx + dy * dy));
     color.rgb = printed * (1.0 - outline);
+    // The lens's value 1 (0.5 unless moved) below one half fades the
+    // effect out, to the untouched picture at 0.
+    color.rgb = mix(lensBefore, color.rgb, clamp(2.0 * commonInput, 0.0, 1.0));
 }

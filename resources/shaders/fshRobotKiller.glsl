@@ -3,6 +3,7 @@
 // and a targeting reticle at the centre: a ring with ticks, a broken cross
 // hair, and corner brackets framing the target.
 {
+    vec3 lensBefore = color.rgb;
     float level = smoothstep(0.05, 0.9, luminance(color.rgb));
     vec3 hud = vec3(0.12 + 0.95 * level, 0.1 * level * level, 0.08 * level * level);
 
@@ -39,4 +40,7 @@
     hud += vec3(0.25, 0.02, 0.02) * grid;
     hud = mix(hud, vec3(1.0, 0.25, 0.15), clamp(mark, 0.0, 1.0));
     color.rgb = hud;
+    // The lens's value 1 (0.5 unless moved) below one half fades the
+    // effect out, to the untouched picture at 0.
+    color.rgb = mix(lensBefore, color.rgb, clamp(2.0 * commonInput, 0.0, 1.0));
 }

@@ -3,6 +3,7 @@
 // a touch brighter and more saturated and settled to a few values, pigment
 // pooling dark along wash edges, and granulation on rough paper.
 {
+    vec3 lensBefore = color.rgb;
     vec2 px = coord / imagestep;
     float scale = max(1.0, 0.001 / imagestep.x);
     vec2 wobble = vec2(sin(px.y * 0.045 / scale + 1.3 * sin(px.x * 0.03 / scale)),
@@ -43,4 +44,7 @@
                   sin(px.y * 0.11 / scale + 2.0 * sin(px.x * 0.04 / scale));
     wash *= 0.97 + 0.04 * grain + 0.025 * bloom;
     color.rgb = wash;
+    // The lens's value 1 (0.5 unless moved) below one half fades the
+    // effect out, to the untouched picture at 0.
+    color.rgb = mix(lensBefore, color.rgb, clamp(2.0 * commonInput, 0.0, 1.0));
 }

@@ -108,6 +108,25 @@ TEST_P(LensLookTest, AnimatedLensesChangeFromOneFrameToTheNext) {
   }
 }
 
+TEST_P(LensLookTest, ValueOneFadesTheColourLensesOutBelowOneHalf) {
+  auto picture = test::naturalPicture(8);
+  ASSERT_TRUE(picture);
+  for (int64_t lens : {8, 13, 14, 15, 16, 17, 18, 19, 35, 36, 38, 39}) {
+    auto full = render(picture, 0, lens);
+    processor_->setValue1(0.25f, lens, OrvoFilter::kTypeLens);
+    auto half = render(picture, 0, lens);
+    processor_->setValue1(0.0f, lens, OrvoFilter::kTypeLens);
+    auto none = render(picture, 0, lens);
+    processor_->setValue1(0.5f, lens, OrvoFilter::kTypeLens);
+    ASSERT_TRUE(full && half && none);
+    EXPECT_LE(test::maxDifference(*none, *picture), 1) << "lens " << lens << " at value 0";
+    // Half way: about half as far from the picture as the full effect (the
+    // ghost's double moves between frames, so only roughly).
+    const double whole = test::meanAbsoluteDifference(*full, *picture);
+    EXPECT_NEAR(test::meanAbsoluteDifference(*half, *picture), whole / 2, whole / 6 + 1) << "lens " << lens;
+  }
+}
+
 NUDORA_INSTANTIATE_FOR_BOTH_APIS(LensLookTest);
 
 }  // namespace
