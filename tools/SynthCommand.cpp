@@ -58,6 +58,11 @@ struct Options {
   double gyroRate = 200.0;
   int crf = 16;
   bool lossless = false;
+  // A log as an unknown gyro would give it: axes that need this orientation
+  // to reach device axes (the header still says XYZ), and a clock this far
+  // ahead of the video's.
+  std::string gyroAxes = "XYZ";
+  double gyroOffsetMs = 0.0;
 };
 
 void fail(const std::string& message) { std::fprintf(stderr, "nudora synth: %s\n", message.c_str()); }
@@ -115,6 +120,15 @@ int run(const Options& o) {
   }
   if (!(o.gyroRate >= 50.0 && o.gyroRate <= 10000.0)) {
     fail("gyro rate " + std::to_string(o.gyroRate) + " Hz must lie in [50, 10000]");
+    return 1;
+  }
+  GyroLog::Orientation axes;
+  if (!GyroLog::Orientation::parse(o.gyroAxes, &axes)) {
+    fail("gyro axes '" + o.gyroAxes + "' must be three letters naming x, y and z once each (upper case +, lower case -)");
+    return 1;
+  }
+  if (!(std::fabs(o.gyroOffsetMs) <= 1000.0)) {
+    fail("gyro offset " + std::to_string(o.gyroOffsetMs) + " ms must lie between -1000 and 1000");
     return 1;
   }
   if (o.crf < 0 || o.crf > 51) {
@@ -223,15 +237,21 @@ int run(const Options& o) {
           << " " << fixed(bias[2], 6) << " rad/s\n"
           << "vendor,nudora\nvideofilename," << videoName << "\nframe_readout_time," << fixed(o.readoutMs, 4)
           << "\nframe_readout_direction,0\ntscale,0.000001\ngscale,0.000001\nt,gx,gy,gz\n";
-  const double end = (frames - 1) * frameSeconds + readout + kGyroTail;
+  const double end = (frames - 1) * frameSeconds + readout + kGyroTail + std::max(0.0, o.gyroOffsetMs / 1000.0);
   const int64_t readings = static_cast<int64_t>(std::ceil(end * o.gyroRate)) + 1;
   for (int64_t k = 0; k < readings; ++k) {
+    // Reading k is taken at log time k / rate, which is video time
+    // k / rate - offset.
     const int64_t micros = std::llround(k * 1e6 / o.gyroRate);
-    const auto w = path.bodyRate(micros * 1e-6);
+    const auto w = path.bodyRate(micros * 1e-6 - o.gyroOffsetMs / 1000.0);
     const double device[3] = {w[1], -w[0], w[2]};
+    double measured[3];
+    for (int c = 0; c < 3; ++c) measured[c] = device[c] + bias[c] + kGyroNoise * noise.gaussian();
+    // Applying `axes` to the log gives device[i] = sign[i] * log[source[i]].
+    double log[3];
+    for (int c = 0; c < 3; ++c) log[axes.source[c]] = axes.sign[c] * measured[c];
     gyroOut << micros;
-    for (int c = 0; c < 3; ++c)
-      gyroOut << "," << std::llround((device[c] + bias[c] + kGyroNoise * noise.gaussian()) * 1e6);
+    for (int c = 0; c < 3; ++c) gyroOut << "," << std::llround(log[c] * 1e6);
     gyroOut << "\n";
   }
   gyroOut.close();
@@ -256,10 +276,11 @@ int run(const Options& o) {
       fixed(o.gyroRate, 0).c_str(), o.dir.c_str());
   std::printf(
       "stabilise with: nudora process %s -o %s --gyro %s --stabilize --focal-px %s --readout-ms %s "
-      "--gyro-delay-ms 0\n",
+      "--gyro-delay-ms %s%s\n",
       quote(video.destination()).c_str(),
       quote((fs::path(o.dir) / (lossless ? "output.mkv" : "output.mp4")).string()).c_str(),
-      quote(gyro.destination()).c_str(), plain(focal).c_str(), plain(o.readoutMs).c_str());
+      quote(gyro.destination()).c_str(), plain(focal).c_str(), plain(o.readoutMs).c_str(),
+      plain(o.gyroOffsetMs).c_str(), o.gyroAxes == "XYZ" ? "" : (" --gyro-orientation " + o.gyroAxes).c_str());
   return 0;
 }
 
@@ -278,6 +299,10 @@ void addSynthCommand(CLI::App& app) {
   cmd->add_option("--gyro-rate", options->gyroRate, "gyro readings per second (default 200)");
   cmd->add_option("--crf", options->crf, "H.264 quality, 0 (best) to 51 (default 16)");
   cmd->add_flag("--lossless", options->lossless, "write lossless FFV1 (input.mkv) instead of H.264");
+  cmd->add_option("--gyro-axes", options->gyroAxes,
+                  "write the log in axes that need this --gyro-orientation to reach device axes (default XYZ)");
+  cmd->add_option("--gyro-offset-ms", options->gyroOffsetMs,
+                  "run the log's clock this far ahead of the video's (default 0)");
   cmd->callback([options] { setExitCode(run(*options)); });
 }
 

@@ -214,12 +214,56 @@ TEST(SynthCommandDefaults, WritesTheThreeFilesAndRefusesBadSizes) {
   EXPECT_NE(run.out.find("nudora process " + out + video), std::string::npos) << run.out;
   EXPECT_NE(run.out.find("--focal-px 51.2"), std::string::npos) << run.out;
 
-  for (const char* bad : {"--size 63x48", "--size 8x8", "--fps 0", "--readout-ms 50"}) {
+  for (const char* bad : {"--size 63x48", "--size 8x8", "--fps 0", "--readout-ms 50", "--gyro-axes xxz",
+                          "--gyro-offset-ms 2000"}) {
     run = test::runNudora("synth -o " + test::shellQuoted(dir.path + "/bad") + " " + bad, dir.path);
     EXPECT_NE(run.status, 0) << bad;
     EXPECT_EQ(run.errLines(), 1) << bad << ": " << run.err;
     EXPECT_FALSE(fs::exists(dir.path + "/bad/truth.csv")) << bad;
   }
+}
+
+// A log written in scrambled axes on a clock 40 ms ahead: read through the
+// orientation synth prints, and at the time it prints, it gives the rates
+// of the plain log of the same clip, up to the gyro noise (drawn anew for
+// the shifted readings).
+TEST(SynthCommandDefaults, ScrambledAxesAndClockOffsetComeBackThroughThePrintedOptions) {
+  if (!fs::exists(test::nudoraProgram())) GTEST_SKIP() << "the nudora program was not built";
+  test::TempDir dir;
+  const std::string args = " --size 64x48 --seconds 1 --gyro-rate 250";
+  auto plainRun = test::runNudora("synth -o " + test::shellQuoted(dir.path + "/plain") + args, dir.path);
+  auto scrambledRun = test::runNudora(
+      "synth -o " + test::shellQuoted(dir.path + "/scrambled") + args + " --gyro-axes zXy --gyro-offset-ms 40", dir.path);
+  ASSERT_EQ(plainRun.status, 0) << plainRun.err;
+  ASSERT_EQ(scrambledRun.status, 0) << scrambledRun.err;
+  EXPECT_NE(scrambledRun.out.find("--gyro-delay-ms 40 --gyro-orientation zXy"), std::string::npos) << scrambledRun.out;
+
+  auto plain = GyroLog::open(dir.path + "/plain/gyro.gcsv"), scrambled = GyroLog::open(dir.path + "/scrambled/gyro.gcsv");
+  ASSERT_TRUE(plain && scrambled);
+  GyroLog::Orientation axes;
+  ASSERT_TRUE(GyroLog::Orientation::parse("zXy", &axes));
+  // At 250 Hz, 40 ms is exactly 10 readings.
+  const auto& p = plain->readings();
+  const auto& q = scrambled->readings();
+  ASSERT_GT(q.size(), p.size());
+  int compared = 0;
+  double largest = 0.0;
+  for (size_t k = 0; k + 10 < q.size() && k < p.size(); ++k) {
+    const GyroLog::Reading& later = q[k + 10];
+    EXPECT_NEAR(later.t - 0.040, p[k].t, 1e-6);
+    const double in[3] = {later.x, later.y, later.z};
+    double device[3];
+    axes.apply(in, device);
+    // The two runs draw noise for different readings once the offset shifts
+    // them, so compare the path's rates, well above the 3 mrad/s noise.
+    EXPECT_NEAR(device[0], p[k].x, 0.03) << k;
+    EXPECT_NEAR(device[1], p[k].y, 0.03) << k;
+    EXPECT_NEAR(device[2], p[k].z, 0.03) << k;
+    ++compared;
+    largest = std::max({largest, std::abs(p[k].x), std::abs(p[k].y), std::abs(p[k].z)});
+  }
+  EXPECT_GT(compared, 200);
+  EXPECT_GT(largest, 0.2) << "the clip never moved, so the axes were not tested";
 }
 
 }  // namespace
