@@ -1,0 +1,370 @@
+#include "stabilization/GyroVideoSync.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+#include "platform/Console.h"
+
+namespace nudora {
+namespace {
+
+using Vec3 = std::array<double, 3>;
+
+// Coarse offset grid; fine enough that the residual's basin (tens of
+// milliseconds wide for hand shake) is never stepped over.
+constexpr double kCoarseStep = 0.002;
+constexpr double kReadoutStep = 0.0005;
+constexpr int kGoldenIterations = 40;
+
+double dot(const Vec3& a, const Vec3& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+
+// The angle turned about each log axis since the first reading, for the gyro
+// rates interpolated linearly between readings. The running sums make every
+// interval integral a binary search plus a quadratic.
+class GyroIntegral {
+ public:
+  explicit GyroIntegral(const std::vector<GyroLog::Reading>& readings) : r_(readings), sum_(readings.size()) {
+    for (size_t i = 1; i < r_.size(); ++i) {
+      const double h = 0.5 * (r_[i].t - r_[i - 1].t);
+      sum_[i] = {sum_[i - 1][0] + h * (r_[i - 1].x + r_[i].x), sum_[i - 1][1] + h * (r_[i - 1].y + r_[i].y),
+                 sum_[i - 1][2] + h * (r_[i - 1].z + r_[i].z)};
+    }
+  }
+  double start() const { return r_.front().t; }
+  double end() const { return r_.back().t; }
+
+  Vec3 at(double t) const {
+    auto it = std::upper_bound(r_.begin(), r_.end(), t, [](double v, const GyroLog::Reading& r) { return v < r.t; });
+    size_t j = static_cast<size_t>(std::clamp<long>(static_cast<long>(it - r_.begin()) - 1, 0, long(r_.size()) - 2));
+    const GyroLog::Reading& a = r_[j];
+    const GyroLog::Reading& b = r_[j + 1];
+    const double s = t - a.t;
+    const double dt = b.t - a.t;
+    const double k = dt > 0.0 ? 0.5 * s * s / dt : 0.0;
+    return {sum_[j][0] + a.x * s + k * (b.x - a.x), sum_[j][1] + a.y * s + k * (b.y - a.y),
+            sum_[j][2] + a.z * s + k * (b.z - a.z)};
+  }
+  Vec3 between(double a, double b) const {
+    Vec3 p = at(a), q = at(b);
+    return {q[0] - p[0], q[1] - p[1], q[2] - p[2]};
+  }
+
+ private:
+  const std::vector<GyroLog::Reading>& r_;
+  std::vector<Vec3> sum_;
+};
+
+// Sums over the pairs that the least-squares score of every orientation is
+// made of, for one candidate offset (I = the log-axis angle of a pair).
+struct PairSums {
+  Vec3 dxI{}, dyI{}, rollI{};
+  double gram[3][3] = {};
+  double quadratic(const Vec3& u) const {
+    double s = 0.0;
+    for (int a = 0; a < 3; ++a)
+      for (int b = 0; b < 3; ++b) s += u[a] * gram[a][b] * u[b];
+    return s;
+  }
+};
+
+// One candidate orientation as three row vectors over the log axes: the
+// camera model's dx, dy (at focal 1) and roll per unit log-axis angle.
+struct Candidate {
+  GyroLog::Orientation orientation;
+  Vec3 u{}, v{}, w{};
+};
+
+std::vector<Candidate> allOrientations() {
+  double model[3][3];  // model[row][device axis]; rows dx, dy, roll
+  for (int i = 0; i < 3; ++i) {
+    double e[3] = {0.0, 0.0, 0.0};
+    e[i] = 1.0;
+    GyroVideoSync::ImageMotion m = GyroVideoSync::imageMotion(e, 1.0);
+    model[0][i] = m.dx;
+    model[1][i] = m.dy;
+    model[2][i] = m.roll;
+  }
+  std::vector<Candidate> out;
+  int perm[3] = {0, 1, 2};
+  do {
+    for (int signs = 0; signs < 8; ++signs) {
+      Candidate c;
+      for (int i = 0; i < 3; ++i) {
+        c.orientation.source[i] = perm[i];
+        c.orientation.sign[i] = (signs >> i) & 1 ? -1.0 : 1.0;
+        // device i = sign * log source[i]
+        c.u[perm[i]] += model[0][i] * c.orientation.sign[i];
+        c.v[perm[i]] += model[1][i] * c.orientation.sign[i];
+        c.w[perm[i]] += model[2][i] * c.orientation.sign[i];
+      }
+      out.push_back(c);
+    }
+  } while (std::next_permutation(perm, perm + 3));
+  return out;
+}
+
+struct Problem {
+  const std::vector<GyroVideoSync::FramePair>& pairs;  // valid ones only
+  const GyroIntegral& gyro;
+  double givenFocal;  // 0: fitted
+  double energyXY = 0.0, energyRoll = 0.0;
+
+  // The centre row is read `centre` after the first; the pair's angle is
+  // integrated between the two frames' centre rows, in log time.
+  PairSums sums(double centre) const {
+    PairSums s;
+    for (const auto& p : pairs) {
+      Vec3 I = gyro.between(p.t0 + centre, p.t1 + centre);
+      for (int a = 0; a < 3; ++a) {
+        s.dxI[a] += p.dx * I[a];
+        s.dyI[a] += p.dy * I[a];
+        s.rollI[a] += p.roll * I[a];
+        for (int b = 0; b < 3; ++b) s.gram[a][b] += I[a] * I[b];
+      }
+    }
+    return s;
+  }
+
+  // Quality in angle units (translations divided by the focal length) and
+  // the focal length that goes with it.
+  double quality(const PairSums& s, const Candidate& c, double* focal) const {
+    const double cross = dot(c.u, s.dxI) + dot(c.v, s.dyI);
+    const double q = s.quadratic(c.u) + s.quadratic(c.v);
+    const double f = givenFocal > 0.0 ? givenFocal : (q > 0.0 ? cross / q : 0.0);
+    if (focal) *focal = f;
+    if (!(f > 0.0)) return -1.0;  // the translations run against the gyro
+    const double resXY = energyXY - 2.0 * f * cross + f * f * q;
+    const double resRoll = energyRoll - 2.0 * dot(c.w, s.rollI) + s.quadratic(c.w);
+    const double signal = energyXY / (f * f) + energyRoll;
+    return signal > 0.0 ? 1.0 - (resXY / (f * f) + resRoll) / signal : -1.0;
+  }
+};
+
+// Golden-section search for the maximum of g on [a, b].
+template <typename F>
+double goldenMax(double a, double b, F g) {
+  const double k = 0.5 * (std::sqrt(5.0) - 1.0);
+  double x1 = b - k * (b - a), x2 = a + k * (b - a);
+  double g1 = g(x1), g2 = g(x2);
+  for (int i = 0; i < kGoldenIterations && b - a > 1e-6; ++i) {
+    if (g1 > g2) {
+      b = x2, x2 = x1, g2 = g1;
+      x1 = b - k * (b - a), g1 = g(x1);
+    } else {
+      a = x1, x1 = x2, g1 = g2;
+      x2 = a + k * (b - a), g2 = g(x2);
+    }
+  }
+  return 0.5 * (a + b);
+}
+
+// Time after the first row at which a row of a frame is read.
+double rowDelay(double readout, double row, int height) { return readout * row / height; }
+
+GyroVideoSync::Result failWith(GyroVideoSync::Result r, GyroVideoSync::Status status, const std::string& message) {
+  r.status = status;
+  r.message = message;
+  consoleLogLevel(kConsoleError, "GyroVideoSync: %s", message.c_str());
+  return r;
+}
+
+std::string fmt(const char* format, double a, double b = 0.0, double c = 0.0) {
+  char buffer[256];
+  std::snprintf(buffer, sizeof buffer, format, a, b, c);
+  return buffer;
+}
+
+}  // namespace
+
+// Derivation, for a pinhole camera looking along -z with picture right = -y
+// and picture down = -x: a point at camera coordinates p projects to
+// u = f * (-p.y) / (-p.z), v = f * (-p.x) / (-p.z) (pixels right and down of
+// the centre). Turning the camera by the small rotation vector a moves a
+// fixed world point, in camera coordinates, by -a x p. For the point on the
+// axis, p = (0, 0, -D): -a x p = (D * a.y, -D * a.x, 0), so
+//   dx = f * (D * a.x) / D = f * a.x   (turning about x, the picture's up,
+//        swings the view to the left: the content moves right)
+//   dy = -f * a.y                      (turning about y, the picture's left,
+//        tilts the view down: the content moves up)
+// and for a point above the centre, p = (D * h, 0, -D), turning about z moves
+// it by (0, -D * h * a.z, 0), i.e. to the right by f * h * a.z: the content
+// turns clockwise on screen by roll = a.z.
+GyroVideoSync::ImageMotion GyroVideoSync::imageMotion(const double angle[3], double focalPx) {
+  ImageMotion m;
+  m.dx = focalPx * angle[0];
+  m.dy = -focalPx * angle[1];
+  m.roll = angle[2];
+  return m;
+}
+
+const char* GyroVideoSync::statusName(Status status) {
+  switch (status) {
+    case Status::kOk: return "ok";
+    case Status::kBadInput: return "bad input";
+    case Status::kTooFewPairs: return "too few pairs";
+    case Status::kTooLittleMotion: return "too little motion";
+    case Status::kLogNotCovering: return "log not covering the video";
+    case Status::kPoorFit: return "poor fit";
+    case Status::kAmbiguous: return "ambiguous orientation";
+  }
+  return "unknown";
+}
+
+GyroVideoSync::Result GyroVideoSync::fit(const std::vector<FramePair>& pairs,
+                                         const std::vector<GyroLog::Reading>& readings, const Options& o) {
+  Result result;
+  const bool readoutGiven = o.readoutGiven >= 0.0;
+  const double rMin = readoutGiven ? o.readoutGiven : o.readoutMin;
+  const double rMax = readoutGiven ? o.readoutGiven : o.readoutMax;
+  if (readings.size() < 2) return failWith(result, Status::kBadInput, "the gyro log needs at least two readings");
+  if (o.frameHeight <= 0 || !(o.focalPx >= 0.0) || !(o.offsetMin <= o.offsetMax) || !(rMin >= 0.0) ||
+      !(rMin <= rMax)) {
+    return failWith(result, Status::kBadInput, "bad options (frame height, focal length or a search range)");
+  }
+  for (size_t i = 1; i < readings.size(); ++i) {
+    if (!(readings[i].t >= readings[i - 1].t)) {
+      return failWith(result, Status::kBadInput, fmt("gyro reading %.0f goes back in time", double(i)));
+    }
+  }
+  std::vector<FramePair> valid;
+  for (size_t i = 0; i < pairs.size(); ++i) {
+    const FramePair& p = pairs[i];
+    if (!p.valid) continue;
+    if (!std::isfinite(p.t0) || !std::isfinite(p.dx) || !std::isfinite(p.dy) || !std::isfinite(p.roll) ||
+        !(p.t1 > p.t0)) {
+      return failWith(result, Status::kBadInput,
+                      fmt("frame pair %.0f is marked valid but has a non-finite value or t1 <= t0", double(i)));
+    }
+    valid.push_back(p);
+  }
+  result.pairsUsed = static_cast<int>(valid.size());
+  if (result.pairsUsed < std::max(o.minPairs, 2)) {
+    return failWith(result, Status::kTooFewPairs,
+                    fmt("only %.0f valid frame pairs, at least %.0f needed", result.pairsUsed, o.minPairs));
+  }
+
+  // The centre row's delay c = offset + its share of the readout is all the
+  // translations and roll can see; the skews separate the two afterwards.
+  const double half = rowDelay(1.0, 0.5 * o.frameHeight, o.frameHeight);
+  double first = valid.front().t0, last = valid.front().t1;
+  for (const auto& p : valid) first = std::min(first, p.t0), last = std::max(last, p.t1);
+  const GyroIntegral gyro(readings);
+  // A centre delay is usable when every row of every frame, for any readout
+  // in the range, falls inside the log.
+  const double needBefore = half * rMax, needAfter = (1.0 - half) * rMax;
+  const double cLo = std::max(o.offsetMin + half * rMin, gyro.start() - first + needBefore);
+  const double cHi = std::min(o.offsetMax + half * rMax, gyro.end() - last - needAfter);
+  if (!(cLo <= cHi)) {
+    return failWith(result, Status::kLogNotCovering,
+                    fmt("the gyro log (%.3f..%.3f s) does not cover the video (%.3f s on) at any searched offset",
+                        gyro.start(), gyro.end(), first));
+  }
+
+  double rateSq = 0.0;
+  int rateCount = 0;
+  for (const auto& r : readings) {
+    if (r.t < first + cLo || r.t > last + cHi) continue;
+    rateSq += r.x * r.x + r.y * r.y + r.z * r.z;
+    ++rateCount;
+  }
+  Problem problem{valid, gyro, o.focalPx};
+  for (const auto& p : valid) {
+    problem.energyXY += p.dx * p.dx + p.dy * p.dy;
+    problem.energyRoll += p.roll * p.roll;
+  }
+  const double gyroRms = rateCount ? std::sqrt(rateSq / rateCount) : 0.0;
+  const double imageRms = std::sqrt(problem.energyXY / valid.size());
+  if (gyroRms < o.minGyroRms || imageRms < o.minImageRms) {
+    return failWith(result, Status::kTooLittleMotion,
+                    fmt("too little motion to decide: gyro %.4f rad/s, image %.3f px per frame RMS", gyroRms,
+                        imageRms));
+  }
+
+  // Coarse search: every orientation at every grid offset.
+  const std::vector<Candidate> candidates = allOrientations();
+  std::vector<double> bestQuality(candidates.size(), -2.0), bestCentre(candidates.size(), cLo);
+  const int steps = static_cast<int>(std::floor((cHi - cLo) / kCoarseStep)) + 1;
+  for (int s = 0; s < steps; ++s) {
+    const double c = std::min(cLo + s * kCoarseStep, cHi);
+    const PairSums sums = problem.sums(c);
+    for (size_t k = 0; k < candidates.size(); ++k) {
+      const double q = problem.quality(sums, candidates[k], nullptr);
+      if (q > bestQuality[k]) bestQuality[k] = q, bestCentre[k] = c;
+    }
+  }
+  std::vector<size_t> order(candidates.size());
+  for (size_t k = 0; k < order.size(); ++k) order[k] = k;
+  std::sort(order.begin(), order.end(), [&](size_t a, size_t b) { return bestQuality[a] > bestQuality[b]; });
+
+  // Refine the two leaders' offsets; the margin compares refined figures.
+  double refined[2] = {0.0, 0.0}, centre[2] = {0.0, 0.0}, focal[2] = {0.0, 0.0};
+  for (int i = 0; i < 2; ++i) {
+    const Candidate& cand = candidates[order[i]];
+    auto q = [&](double c) { return problem.quality(problem.sums(c), cand, nullptr); };
+    centre[i] = goldenMax(std::max(cLo, bestCentre[order[i]] - kCoarseStep),
+                          std::min(cHi, bestCentre[order[i]] + kCoarseStep), q);
+    refined[i] = problem.quality(problem.sums(centre[i]), cand, &focal[i]);
+  }
+  const Candidate& best = candidates[order[0]];
+  result.orientation = best.orientation;
+  result.runnerUp = candidates[order[1]].orientation;
+  result.quality = refined[0];
+  result.margin = refined[0] - refined[1];
+  result.focalPx = focal[0];
+
+  // Readout: the skews see the motion across one frame's readout, centred on
+  // the centre row already placed.
+  const double c = centre[0], f = focal[0];
+  auto skewResidual = [&](double r, int* used) {
+    double res = 0.0;
+    int n = 0;
+    const double top = c - rowDelay(r, 0.5 * o.frameHeight, o.frameHeight);
+    for (const auto& p : valid) {
+      if (!std::isfinite(p.skewX) && !std::isfinite(p.skewY)) continue;
+      const Vec3 a = gyro.between(p.t0 + top, p.t0 + top + r);
+      const Vec3 b = gyro.between(p.t1 + top, p.t1 + top + r);
+      const Vec3 d{b[0] - a[0], b[1] - a[1], b[2] - a[2]};
+      if (std::isfinite(p.skewX)) res += std::pow(p.skewX - f * dot(best.u, d), 2.0), ++n;
+      if (std::isfinite(p.skewY)) res += std::pow(p.skewY - f * dot(best.v, d), 2.0), ++n;
+    }
+    if (used) *used = n;
+    return res;
+  };
+  int skewCount = 0;
+  skewResidual(rMin, &skewCount);
+  double readout = 0.5 * (rMin + rMax);
+  if (readoutGiven) {
+    readout = rMin;
+  } else if (skewCount > 0) {
+    double bestR = rMin, bestRes = skewResidual(rMin, nullptr);
+    for (double r = rMin + kReadoutStep; r <= rMax + 1e-12; r += kReadoutStep) {
+      const double res = skewResidual(r, nullptr);
+      if (res < bestRes) bestRes = res, bestR = r;
+    }
+    readout = goldenMax(std::max(rMin, bestR - kReadoutStep), std::min(rMax, bestR + kReadoutStep),
+                        [&](double r) { return -skewResidual(r, nullptr); });
+  }
+  result.readout = readout;
+  result.offset = c - rowDelay(readout, 0.5 * o.frameHeight, o.frameHeight);
+
+  if (result.quality < o.minQuality) {
+    return failWith(result, Status::kPoorFit,
+                    fmt("the best fit explains only %.0f%% of the image motion (need %.0f%%); the log probably "
+                        "belongs to another clip",
+                        100.0 * std::max(0.0, result.quality), 100.0 * o.minQuality));
+  }
+  if (result.margin < o.minMargin) {
+    return failWith(result, Status::kAmbiguous,
+                    "orientations " + result.orientation.text() + " and " + result.runnerUp.text() +
+                        " fit about equally; the clip needs rotation about all three axes");
+  }
+  if (!readoutGiven && skewCount == 0) {
+    consoleLogLevel(kConsoleWarning, "GyroVideoSync: no skew measured; readout set to the middle of its range");
+  }
+  result.status = Status::kOk;
+  return result;
+}
+
+}  // namespace nudora

@@ -1,0 +1,208 @@
+#include "stabilization/GyroVideoSync.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <random>
+
+namespace nudora {
+namespace {
+
+// Hand shake on each log axis: a few sines of 0.5..6 Hz, about 0.6 rad/s RMS.
+// Its angle has a closed form, so the measurements below do not share the
+// library's integration.
+class Shake {
+ public:
+  // onlyAxis >= 0 moves that log axis only.
+  explicit Shake(unsigned seed, int onlyAxis = -1) {
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<double> freq(0.5, 6.0), phase(0.0, 6.283185307), amp(0.2, 0.6);
+    for (int axis = 0; axis < 3; ++axis)
+      for (auto& w : waves_[axis])
+        w = {onlyAxis < 0 || onlyAxis == axis ? amp(rng) : 0.0, 6.283185307 * freq(rng), phase(rng)};
+  }
+  double rate(int axis, double t) const {
+    double s = 0.0;
+    for (const auto& w : waves_[axis]) s += w.a * std::sin(w.w * t + w.p);
+    return s;
+  }
+  double angle(int axis, double t0, double t1) const {
+    double s = 0.0;
+    for (const auto& w : waves_[axis]) s += w.a / w.w * (std::cos(w.w * t0 + w.p) - std::cos(w.w * t1 + w.p));
+    return s;
+  }
+  // A 200 Hz log from t0 to t1 (log time).
+  std::vector<GyroLog::Reading> log(double t0, double t1) const {
+    std::vector<GyroLog::Reading> out;
+    for (double t = t0; t <= t1; t += 0.005) out.push_back({t, rate(0, t), rate(1, t), rate(2, t)});
+    return out;
+  }
+
+ private:
+  struct Wave {
+    double a, w, p;
+  };
+  Wave waves_[3][4];
+};
+
+struct Truth {
+  const char* orientation;
+  double offset, readout, focal;
+  int height;
+  bool focalKnown;
+};
+
+// 10 s at 30 fps, measured through the library's camera model plus noise.
+std::vector<GyroVideoSync::FramePair> measure(const Shake& shake, const Truth& truth, unsigned seed) {
+  GyroLog::Orientation o;
+  EXPECT_TRUE(GyroLog::Orientation::parse(truth.orientation, &o));
+  std::mt19937 rng(seed);
+  std::normal_distribution<double> px(0.0, 0.05), rad(0.0, 1e-4);
+  auto motion = [&](double a, double b) {
+    const double log[3] = {shake.angle(0, a, b), shake.angle(1, a, b), shake.angle(2, a, b)};
+    double device[3];
+    o.apply(log, device);
+    return GyroVideoSync::imageMotion(device, truth.focal);
+  };
+  auto frameSkew = [&](double t) { return motion(t + truth.offset, t + truth.offset + truth.readout); };
+  std::vector<GyroVideoSync::FramePair> pairs;
+  for (int k = 0; k < 300; ++k) {
+    GyroVideoSync::FramePair p;
+    p.t0 = 0.1 + k / 30.0;
+    p.t1 = p.t0 + 1.0 / 30.0;
+    const double centre = truth.offset + 0.5 * truth.readout;
+    const auto m = motion(p.t0 + centre, p.t1 + centre);
+    p.dx = m.dx + px(rng), p.dy = m.dy + px(rng), p.roll = m.roll + rad(rng);
+    const auto s0 = frameSkew(p.t0), s1 = frameSkew(p.t1);
+    p.skewX = s1.dx - s0.dx + px(rng);
+    p.skewY = k % 3 ? s1.dy - s0.dy + px(rng) : NAN;  // not every tracker measures it
+    pairs.push_back(p);
+  }
+  return pairs;
+}
+
+GyroVideoSync::Options optionsFor(const Truth& truth) {
+  GyroVideoSync::Options options;
+  options.frameHeight = truth.height;
+  if (truth.focalKnown) options.focalPx = truth.focal;
+  return options;
+}
+
+// The camera model against a pinhole projection turned by a true rotation
+// matrix (device axes: x up the picture, y to its left, z out of the back).
+TEST(GyroVideoSync, CameraModelMatchesARotatedPinhole) {
+  const double f = 1000.0, depth = 10.0;
+  auto project = [&](const double p[3], double* u, double* v) {
+    *u = f * -p[1] / -p[2];
+    *v = f * -p[0] / -p[2];
+  };
+  for (int axis = 0; axis < 3; ++axis) {
+    for (double turn : {0.002, -0.003}) {
+      double angle[3] = {0.0, 0.0, 0.0};
+      angle[axis] = turn;
+      // A world point seen after the camera turns by R has camera coordinates R^T p.
+      const double c = std::cos(turn), s = std::sin(turn);
+      auto seen = [&](const double p[3], double* u, double* v) {
+        const int i = (axis + 1) % 3, j = (axis + 2) % 3;
+        double q[3] = {p[0], p[1], p[2]};
+        q[i] = c * p[i] + s * p[j];
+        q[j] = -s * p[i] + c * p[j];
+        project(q, u, v);
+      };
+      const double centre[3] = {0.0, 0.0, -depth}, above[3] = {0.2 * depth, 0.0, -depth};
+      double u0, v0, u1, v1, ua, va;
+      seen(centre, &u1, &v1);
+      project(above, &u0, &v0);
+      seen(above, &ua, &va);
+      const auto m = GyroVideoSync::imageMotion(angle, f);
+      SCOPED_TRACE(testing::Message() << "axis " << axis << " turn " << turn);
+      EXPECT_NEAR(m.dx, u1, 0.01 * std::abs(f * turn));
+      EXPECT_NEAR(m.dy, v1, 0.01 * std::abs(f * turn));
+      // The point above the centre moves right under a clockwise turn.
+      const double clockwise = std::atan2(ua - u1, -(va - v1)) - std::atan2(u0, -v0);
+      EXPECT_NEAR(m.roll, clockwise, 0.02 * std::abs(turn));
+    }
+  }
+}
+
+TEST(GyroVideoSync, RecoversOrientationOffsetReadoutAndFocal) {
+  const Truth truths[] = {
+      {"XYZ", 0.020, 0.016, 1000, 1080, true},   {"yXz", -0.050, 0.033, 1500, 1080, false},
+      {"ZxY", 0.050, 0.010, 500, 720, false},    {"xzy", -0.013, 0.025, 800, 720, true},
+      {"zYX", 0.037, 0.020, 1200, 1080, false},  {"YZx", -0.031, 0.012, 650, 720, false},
+  };
+  std::printf("%-5s %9s %9s %9s %9s %8s %7s %7s %7s\n", "truth", "found", "off err", "ro err%", "f err%",
+              "quality", "margin", "ms", "status");
+  unsigned seed = 1;
+  for (const Truth& truth : truths) {
+    const Shake shake(seed);
+    const auto pairs = measure(shake, truth, seed + 100);
+    const auto start = std::chrono::steady_clock::now();
+    const auto r = GyroVideoSync::fit(pairs, shake.log(-1.0, 11.5), optionsFor(truth));
+    const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    const double offErr = r.offset - truth.offset;
+    const double roErr = 100.0 * (r.readout / truth.readout - 1.0);
+    const double fErr = 100.0 * (r.focalPx / truth.focal - 1.0);
+    std::printf("%-5s %9s %8.3fms %8.2f%% %8.3f%% %8.5f %7.3f %7.1f %s\n", truth.orientation,
+                r.orientation.text().c_str(), 1000.0 * offErr, roErr, fErr, r.quality, r.margin, ms,
+                GyroVideoSync::statusName(r.status));
+    SCOPED_TRACE(truth.orientation);
+    EXPECT_EQ(r.status, GyroVideoSync::Status::kOk) << r.message;
+    EXPECT_EQ(r.orientation.text(), truth.orientation);
+    EXPECT_LT(std::abs(offErr), 0.001);
+    EXPECT_LT(std::abs(roErr), 10.0);
+    if (!truth.focalKnown) {
+      EXPECT_LT(std::abs(fErr), 2.0);
+    }
+    EXPECT_GT(r.margin, 0.1);
+    ++seed;
+  }
+}
+
+TEST(GyroVideoSync, RefusesWhatCannotBeDecided) {
+  const Truth truth{"yXz", 0.010, 0.020, 1000, 1080, false};
+  const Shake shake(7);
+  const auto pairs = measure(shake, truth, 8);
+  const auto options = optionsFor(truth);
+
+  auto still = pairs;  // nothing moves in the picture; the tracker sees noise only
+  std::mt19937 rng(3);
+  std::normal_distribution<double> px(0.0, 0.05);
+  for (auto& p : still) p.dx = px(rng), p.dy = px(rng), p.roll = 0.0, p.skewX = px(rng);
+  EXPECT_EQ(GyroVideoSync::fit(still, shake.log(-1.0, 11.5), options).status,
+            GyroVideoSync::Status::kTooLittleMotion);
+
+  EXPECT_EQ(GyroVideoSync::fit(pairs, shake.log(-1.0, 6.0), options).status,
+            GyroVideoSync::Status::kLogNotCovering);
+
+  auto few = pairs;
+  for (size_t k = 10; k < few.size(); ++k) few[k].valid = false;
+  EXPECT_EQ(GyroVideoSync::fit(few, shake.log(-1.0, 11.5), options).status, GyroVideoSync::Status::kTooFewPairs);
+
+  auto broken = pairs;
+  broken[5].dx = NAN;
+  EXPECT_EQ(GyroVideoSync::fit(broken, shake.log(-1.0, 11.5), options).status, GyroVideoSync::Status::kBadInput);
+  broken[5].valid = false;  // an unmeasured pair is simply left out
+  EXPECT_EQ(GyroVideoSync::fit(broken, shake.log(-1.0, 11.5), options).status, GyroVideoSync::Status::kOk);
+
+  // Turning about one axis only leaves the other two axes' assignment open.
+  const Shake pan(9, 1);
+  EXPECT_EQ(GyroVideoSync::fit(measure(pan, truth, 10), pan.log(-1.0, 11.5), options).status,
+            GyroVideoSync::Status::kAmbiguous);
+}
+
+TEST(GyroVideoSync, ALogOfAnotherClipIsAPoorFitNeverAConfidentAnswer) {
+  for (unsigned seed = 20; seed < 24; ++seed) {
+    const Truth truth{"ZyX", 0.0, 0.020, 1000, 1080, false};
+    const auto pairs = measure(Shake(seed), truth, seed);
+    const auto r = GyroVideoSync::fit(pairs, Shake(seed + 50).log(-1.0, 11.5), optionsFor(truth));
+    std::printf("other clip, seed %u: quality %.3f, margin %.3f, status %s\n", seed, r.quality, r.margin,
+                GyroVideoSync::statusName(r.status));
+    EXPECT_EQ(r.status, GyroVideoSync::Status::kPoorFit) << seed;
+  }
+}
+
+}  // namespace
+}  // namespace nudora
