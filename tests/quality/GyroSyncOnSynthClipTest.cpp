@@ -1,0 +1,74 @@
+// The gyro fit on real pictures: a synthetic clip whose log is written in
+// scrambled axes on a clock ahead of the video, its frame motion measured
+// from the decoded pictures, and the fit must find what synth says.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "TestSupport.h"
+#include "platform/GyroLog.h"
+#include "quality/FrameMotionEstimator.h"
+#include "quality/VideoGrayReader.h"
+#include "stabilization/GyroVideoSync.h"
+
+namespace nudora {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path nudoraProgram() {
+  return fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "tools" / "nudora";
+}
+
+TEST(GyroSyncOnSynthClip, FindsTheAxesClockOffsetAndReadoutSynthUsed) {
+  if (!fs::exists(nudoraProgram())) GTEST_SKIP() << "the nudora program was not built";
+  test::TempDir dir;
+  const std::string clip = dir.path + "/clip";
+  const std::string command = "'" + nudoraProgram().string() + "' synth -o '" + clip +
+                              "' --size 640x360 --seconds 4 --readout-ms 24 --gyro-axes yXz --gyro-offset-ms 30"
+                              " --lossless >/dev/null 2>&1";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+
+  quality::VideoGrayReader reader;
+  ASSERT_TRUE(reader.open(clip + "/input.mkv")) << reader.error();
+  quality::FrameMotionEstimator estimator;
+  std::vector<GyroVideoSync::FramePair> pairs;
+  std::vector<uint8_t> bytes;
+  for (int i = 0; reader.next(bytes); ++i) {
+    auto motion = estimator.addFrame(quality::GrayImage::fromBytes(bytes.data(), reader.width(), reader.height(),
+                                                                   reader.width()));
+    if (!motion) continue;
+    GyroVideoSync::FramePair pair;
+    pair.t0 = (i - 1) / reader.fps();
+    pair.t1 = i / reader.fps();
+    pair.dx = motion->dx;
+    pair.dy = motion->dy;
+    pair.roll = motion->roll;
+    pair.skewX = motion->skewX;
+    pair.skewY = motion->skewY;
+    pair.valid = motion->valid && std::isfinite(motion->skewX);
+    pairs.push_back(pair);
+  }
+  auto log = GyroLog::open(clip + "/gyro.gcsv");
+  ASSERT_TRUE(log);
+  GyroVideoSync::Options options;
+  options.frameHeight = reader.height();
+  const auto result = GyroVideoSync::fit(pairs, log->readings(), options);
+  std::printf("[ SYNC     ] %s: orientation %s (runner-up %s), offset %.2f ms, readout %.2f ms, focal %.1f px, "
+              "quality %.4f, margin %.3f, %d pairs\n",
+              GyroVideoSync::statusName(result.status), result.orientation.text().c_str(),
+              result.runnerUp.text().c_str(), result.offset * 1000, result.readout * 1000, result.focalPx,
+              result.quality, result.margin, result.pairsUsed);
+  ASSERT_EQ(result.status, GyroVideoSync::Status::kOk) << result.message;
+  EXPECT_EQ(result.orientation.text(), "yXz");
+  EXPECT_NEAR(result.offset, 0.030, 0.001);
+  EXPECT_NEAR(result.readout, 0.024, 0.0024);
+  EXPECT_NEAR(result.focalPx, 512.0, 512.0 * 0.03);
+}
+
+}  // namespace
+}  // namespace nudora
