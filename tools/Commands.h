@@ -15,6 +15,7 @@ void addSynthCommand(CLI::App& app);
 void addProcessCommand(CLI::App& app);
 void addStylesCommand(CLI::App& app);
 void addLensesCommand(CLI::App& app);
+void addSyncCommand(CLI::App& app);
 
 void setExitCode(int code);
 int exitCode();

@@ -17,6 +17,7 @@ int main(int argc, char** argv) {
   nudora::tool::addProcessCommand(app);
   nudora::tool::addStylesCommand(app);
   nudora::tool::addLensesCommand(app);
+  nudora::tool::addSyncCommand(app);
 
   try {
     app.parse(argc, argv);

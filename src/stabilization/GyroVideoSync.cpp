@@ -228,6 +228,16 @@ GyroVideoSync::Result GyroVideoSync::fit(const std::vector<FramePair>& pairs,
       return failWith(result, Status::kBadInput, fmt("gyro reading %.0f goes back in time", double(i)));
     }
   }
+  // The centre row's delay c = offset + its share of the readout is all the
+  // translations and roll can see; the skews separate the two afterwards.
+  const double half = rowDelay(1.0, 0.5 * o.frameHeight, o.frameHeight);
+  const GyroIntegral gyro(readings);
+  const double needBefore = half * rMax, needAfter = (1.0 - half) * rMax;
+  const double cLo = o.offsetMin + half * rMin, cHi = o.offsetMax + half * rMax;
+  // Only pairs the log covers at every searched offset and readout take
+  // part, so that every candidate is scored on the same pairs; a log that
+  // starts after the video or ends before it costs only its ends.
+  int uncovered = 0;
   std::vector<FramePair> valid;
   for (size_t i = 0; i < pairs.size(); ++i) {
     const FramePair& p = pairs[i];
@@ -237,30 +247,26 @@ GyroVideoSync::Result GyroVideoSync::fit(const std::vector<FramePair>& pairs,
       return failWith(result, Status::kBadInput,
                       fmt("frame pair %.0f is marked valid but has a non-finite value or t1 <= t0", double(i)));
     }
+    if (p.t0 + cLo - needBefore < gyro.start() || p.t1 + cHi + needAfter > gyro.end()) {
+      ++uncovered;
+      continue;
+    }
     valid.push_back(p);
   }
   result.pairsUsed = static_cast<int>(valid.size());
+  if (result.pairsUsed < std::max(o.minPairs, 2) && uncovered > 0) {
+    return failWith(result, Status::kLogNotCovering,
+                    fmt("the gyro log (%.3f..%.3f s) covers only %.0f frame pairs of the video at every searched "
+                        "offset; it may not belong to this video",
+                        gyro.start(), gyro.end(), result.pairsUsed));
+  }
   if (result.pairsUsed < std::max(o.minPairs, 2)) {
     return failWith(result, Status::kTooFewPairs,
                     fmt("only %.0f valid frame pairs, at least %.0f needed", result.pairsUsed, o.minPairs));
   }
 
-  // The centre row's delay c = offset + its share of the readout is all the
-  // translations and roll can see; the skews separate the two afterwards.
-  const double half = rowDelay(1.0, 0.5 * o.frameHeight, o.frameHeight);
   double first = valid.front().t0, last = valid.front().t1;
   for (const auto& p : valid) first = std::min(first, p.t0), last = std::max(last, p.t1);
-  const GyroIntegral gyro(readings);
-  // A centre delay is usable when every row of every frame, for any readout
-  // in the range, falls inside the log.
-  const double needBefore = half * rMax, needAfter = (1.0 - half) * rMax;
-  const double cLo = std::max(o.offsetMin + half * rMin, gyro.start() - first + needBefore);
-  const double cHi = std::min(o.offsetMax + half * rMax, gyro.end() - last - needAfter);
-  if (!(cLo <= cHi)) {
-    return failWith(result, Status::kLogNotCovering,
-                    fmt("the gyro log (%.3f..%.3f s) does not cover the video (%.3f s on) at any searched offset",
-                        gyro.start(), gyro.end(), first));
-  }
 
   double rateSq = 0.0;
   int rateCount = 0;

@@ -1,0 +1,73 @@
+// `nudora sync` as a user meets it: a clip whose log has unknown axes and a
+// clock offset gets the options that line them up, as text and as JSON; a
+// log of another clip and a missing file are refused, with a failing exit.
+#include <gtest/gtest.h>
+
+#include "ToolTestSupport.h"
+
+namespace nudora {
+namespace {
+
+namespace fs = std::filesystem;
+using test::shellQuoted;
+
+// The number after "key": in a one-line JSON object; NaN when absent.
+double jsonNumber(const std::string& json, const std::string& key) {
+  const size_t at = json.find("\"" + key + "\": ");
+  return at == std::string::npos ? NAN : std::atof(json.c_str() + at + key.size() + 4);
+}
+
+class SyncCommandTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!fs::exists(test::nudoraProgram())) GTEST_SKIP() << "the nudora program was not built";
+  }
+  // A lossless 4 s clip; its log needs `axes` and runs offsetMs ahead.
+  std::string synth(const std::string& name, const std::string& axes, int offsetMs, int seed) {
+    const std::string dir = dir_.path + "/" + name;
+    auto run = test::runNudora("synth -o " + shellQuoted(dir) + " --size 480x270 --seconds 4 --lossless --seed " +
+                                   std::to_string(seed) + " --gyro-axes " + axes + " --gyro-offset-ms " +
+                                   std::to_string(offsetMs),
+                               dir_.path);
+    EXPECT_EQ(run.status, 0) << run.err;
+    return dir;
+  }
+  test::TempDir dir_;
+};
+
+TEST_F(SyncCommandTest, FindsTheOptionsThatLineTheLogUpWithTheVideo) {
+  const std::string clip = synth("clip", "Zyx", -20, 3);
+  const std::string args = "sync " + shellQuoted(clip + "/input.mkv") + " --gyro " + shellQuoted(clip + "/gyro.gcsv");
+  auto text = test::runNudora(args, dir_.path);
+  ASSERT_EQ(text.status, 0) << text.err;
+  EXPECT_NE(text.out.find("process with: --gyro-orientation Zyx --gyro-delay-ms "), std::string::npos) << text.out;
+
+  auto json = test::runNudora(args + " --json --focal-px 384", dir_.path);
+  ASSERT_EQ(json.status, 0) << json.err;
+  EXPECT_NE(json.out.find("\"status\": \"ok\""), std::string::npos) << json.out;
+  EXPECT_NE(json.out.find("\"gyro_orientation\": \"Zyx\""), std::string::npos) << json.out;
+  // The centre row's delay is what the pictures pin down (see the quality test).
+  EXPECT_NEAR(jsonNumber(json.out, "gyro_delay_ms") + jsonNumber(json.out, "readout_ms") / 2, -20 + 10, 0.5)
+      << json.out;
+  EXPECT_NEAR(jsonNumber(json.out, "readout_ms"), 20, 2.0) << json.out;
+  EXPECT_EQ(jsonNumber(json.out, "focal_px"), 384) << "a given focal length is kept";
+}
+
+TEST_F(SyncCommandTest, ALogOfAnotherClipOrAMissingFileIsRefused) {
+  const std::string clip = synth("clip", "XYZ", 0, 4), other = synth("other", "XYZ", 0, 5);
+  auto run = test::runNudora(
+      "sync " + shellQuoted(clip + "/input.mkv") + " --gyro " + shellQuoted(other + "/gyro.gcsv") + " --json",
+      dir_.path);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out.find("\"status\": \"ok\""), std::string::npos) << run.out;
+  EXPECT_EQ(run.errLines(), 1) << run.err;
+
+  run = test::runNudora("sync " + shellQuoted(clip + "/absent.mp4") + " --gyro " + shellQuoted(clip + "/gyro.gcsv"),
+                        dir_.path);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.errLines(), 1) << run.err;
+  EXPECT_NE(run.err.find("absent.mp4"), std::string::npos) << run.err;
+}
+
+}  // namespace
+}  // namespace nudora
