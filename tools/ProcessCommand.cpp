@@ -42,6 +42,7 @@ extern "C" {
 #include "common/FileChecks.h"
 #include "common/EffectOptions.h"
 #include "common/FilterOptions.h"
+#include "common/VideoFrameMotion.h"
 #include "common/BoundedQueue.h"
 #include "common/TemporaryFile.h"
 #include "filters/CubeLookupTable.h"
@@ -74,6 +75,8 @@ constexpr size_t kBuffers = kQueueDepth + 2;
 // Readings are delivered this far past a frame's readout at least, so the
 // estimator finds one beyond the end to interpolate with.
 constexpr double kMinReplayMargin = 0.02;
+// --auto-sync measures this much of the video from its start.
+constexpr double kAutoSyncSeconds = 20.0;
 
 struct Options {
   std::string input;
@@ -88,6 +91,7 @@ struct Options {
   double gyroDelayMs = 0.0;
   double gyroOffsetS = 0.0;
   std::string gyroOrientation;
+  bool autoSync = false;
   int64_t style = 0;
   int64_t lens = 0;
   EffectOptions effects;
@@ -189,6 +193,10 @@ bool checkOptions(const Options& o) {
   }
   if (o.stabilize && o.gyro.empty()) {
     fail("--stabilize needs a gyro log (--gyro LOG)");
+    return false;
+  }
+  if (o.autoSync && o.gyro.empty()) {
+    fail("--auto-sync needs a gyro log (--gyro LOG)");
     return false;
   }
   if (o.crf < 0 || o.crf > 51) {
@@ -351,6 +359,34 @@ int run(const Options& o) {
     if (!o.gyroOrientation.empty()) log->setOrientation(o.gyroOrientation);
   }
 
+  // --auto-sync: the log's axes, delay, readout and focal length found from
+  // the video's own motion over its first seconds; options given explicitly
+  // win over what it finds.
+  std::optional<GyroVideoSync::Result> synced;
+  if (o.autoSync) {
+    VideoFrameMotion motion;
+    if (!measureVideoFrameMotion(o.input, kAutoSyncSeconds, &motion, &error)) {
+      fail(error);
+      return 1;
+    }
+    std::vector<GyroLog::Reading> readings = log->readings();
+    for (auto& r : readings) r.t += o.gyroOffsetS;  // onto the video's clock, as the source will put them
+    GyroVideoSync::Options options;
+    options.frameHeight = motion.height;
+    if (o.hasFocal) options.focalPx = o.focalPx;
+    if (o.hasReadout) options.readoutGiven = o.readoutMs / 1000.0;
+    synced = GyroVideoSync::fit(motion.pairs, readings, options);
+    if (synced->status != GyroVideoSync::Status::kOk) return 1;  // the fit has said why
+    if (o.gyroOrientation.empty()) log->setOrientation(synced->orientation.text());
+    if (!o.quiet) {
+      std::printf("auto-sync: --gyro-orientation %s --gyro-delay-ms %s --readout-ms %s --focal-px %s (fit quality %s)\n",
+                  o.gyroOrientation.empty() ? synced->orientation.text().c_str() : o.gyroOrientation.c_str(),
+                  plain(o.hasDelay ? o.gyroDelayMs : synced->offset * 1000.0).c_str(),
+                  plain(o.hasReadout ? o.readoutMs : synced->readout * 1000.0).c_str(),
+                  plain(o.hasFocal ? o.focalPx : synced->focalPx).c_str(), plain(synced->quality).c_str());
+    }
+  }
+
   // Camera parameters: --focal-px or --camera, else the built-in table; the
   // readout from the options, the camera file, the log's header or the
   // table, in that order; the delay likewise without the log.
@@ -375,11 +411,16 @@ int run(const Options& o) {
   }
   readout = cameraFile.frameReadoutTime.value_or(readout);
   delay = cameraFile.gyroToFrameDelay.value_or(delay);
+  if (synced) {
+    readout = synced->readout;
+    delay = synced->offset;
+  }
   if (o.hasReadout) readout = o.readoutMs / 1000.0;
   if (o.hasDelay) delay = o.gyroDelayMs / 1000.0;
+  const double focalPx = o.hasFocal ? o.focalPx : (synced && o.camera.empty() ? synced->focalPx : 0.0);
   std::optional<OrvoCameraParameters> camera;
-  if (o.hasFocal) {
-    camera = OrvoCameraParameters::fromFocalLengthInPixels(static_cast<float>(o.focalPx), static_cast<float>(inW),
+  if (focalPx > 0.0) {
+    camera = OrvoCameraParameters::fromFocalLengthInPixels(static_cast<float>(focalPx), static_cast<float>(inW),
                                                            static_cast<float>(inH), static_cast<float>(readout), delay);
   } else if (!o.camera.empty()) {
     camera = cameraFile.parameters(inW, inH, readout, delay);
@@ -645,6 +686,9 @@ void addProcessCommand(CLI::App& app) {
   cmd->add_option("--gyro-offset-s", options->gyroOffsetS, "seconds added to the log's times to reach video time");
   cmd->add_option("--gyro-orientation", options->gyroOrientation,
                   "log axes as in .gcsv (e.g. YxZ: lowercase negated); overrides the log's own");
+  cmd->add_flag("--auto-sync", options->autoSync,
+                "find the log's axes, delay, readout and focal length from the video first (as nudora sync); "
+                "options given explicitly win");
   cmd->add_option("--style", options->style, "style look by number or name (0 = none; 'nudora styles' lists them)")
       ->transform(CLI::Validator(styleNameToNumber, "NUMBER|NAME"));
   cmd->add_option("--lens", options->lens, "lens filter by number or name (0 = none; 'nudora lenses' lists them)")

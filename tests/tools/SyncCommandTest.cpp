@@ -1,6 +1,7 @@
 // `nudora sync` as a user meets it: a clip whose log has unknown axes and a
-// clock offset gets the options that line them up, as text and as JSON; a
-// log of another clip and a missing file are refused, with a failing exit.
+// clock offset gets the options that line them up, as text and as JSON, and
+// process --auto-sync uses them unless told otherwise; a log of another
+// clip and a missing file are refused, with a failing exit.
 #include <gtest/gtest.h>
 
 #include "ToolTestSupport.h"
@@ -51,6 +52,20 @@ TEST_F(SyncCommandTest, FindsTheOptionsThatLineTheLogUpWithTheVideo) {
       << json.out;
   EXPECT_NEAR(jsonNumber(json.out, "readout_ms"), 20, 2.0) << json.out;
   EXPECT_EQ(jsonNumber(json.out, "focal_px"), 384) << "a given focal length is kept";
+}
+
+TEST_F(SyncCommandTest, ProcessAutoSyncUsesWhatItFindsUnlessTold) {
+  const std::string clip = synth("clip", "xZY", 25, 6);
+  const std::string args = "process " + shellQuoted(clip + "/input.mkv") + " -o " +
+                           shellQuoted(dir_.path + "/out.mkv") + " --lossless --gyro " +
+                           shellQuoted(clip + "/gyro.gcsv") + " --stabilize --auto-sync";
+  auto run = test::runNudora(args, dir_.path);
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("auto-sync: --gyro-orientation xZY --gyro-delay-ms "), std::string::npos) << run.out;
+  run = test::runNudora(args + " --gyro-orientation xZy --gyro-delay-ms 7 --readout-ms 12", dir_.path);
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("auto-sync: --gyro-orientation xZy --gyro-delay-ms 7 --readout-ms 12 "), std::string::npos)
+      << run.out;
 }
 
 TEST_F(SyncCommandTest, ALogOfAnotherClipOrAMissingFileIsRefused) {
