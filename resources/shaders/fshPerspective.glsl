@@ -1,14 +1,12 @@
-// Perspective: the picture is drawn as if the camera were tilted, a keystone.
-// One edge of the frame is magnified and the opposite edge kept, with the
-// true projective foreshortening in between (the source point is
-// ((x - 0.5) / D + 0.5, (1 + k) y / D), y measured from the kept edge and
-// D = 1 + k y), so straight lines stay straight. Nothing is sampled from
-// outside the picture. commonInput (-1..1): 0 and above magnify the top
-// (the top leans towards the viewer), below 0 the bottom; its size adds to
-// a standard tilt so the default of 0 shows the effect.
-// The mapping is worked out on the output frame (uv) and its shift handed
-// to coord scaled by the digital zoom, so the effect keeps its place and
-// size on screen at any zoom.
+// Perspective: a keystone, as if the camera were tilted. One edge of the
+// frame is magnified and the opposite edge kept, foreshortened like a real
+// tilt in between, so straight lines stay straight: with y measured from
+// the kept edge and d = 1 + k y, output (x, y) shows the picture at
+// ((x - 0.5) / d + 0.5, (1 + k) y / d), never outside it. commonInput
+// (-1..1): 0 and above magnify the top, below 0 the bottom; its size adds
+// to a standard tilt so the default of 0 shows the effect. The shift is
+// computed on the output frame (uv) and scaled by the digital zoom, so the
+// effect keeps its place and size on screen at any zoom.
 {
     float k = 0.3 + 0.5 * abs(commonInput);
     float top = step(0.0, commonInput);

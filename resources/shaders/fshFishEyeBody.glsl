@@ -1,4 +1,5 @@
-// Fish-eye, second half: the frame around the round lens is a dark body
+#piece fshFishEye_part2
+// Fish-eye, the lens body: the frame around the round lens is a dark body
 // (12% of the picture shows through), with a soft rim two pixels wide, and
 // the lens falls off a little towards its edge as real wide lenses do.
 {
