@@ -140,6 +140,23 @@ inline std::shared_ptr<PixelBuffer> naturalPicture(int factor) {
   return small.toPixelBuffer();
 }
 
+// Smooth waves in every channel, a few levels per pixel at most, so that
+// sampling a fraction of a pixel off costs a fraction of a level.
+inline std::shared_ptr<PixelBuffer> smoothFrame(int w, int h) {
+  auto buffer = PixelBuffer::create(w, h);
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      const double u = (x + 0.5) / w, v = (y + 0.5) / h;
+      uint8_t* p = buffer->row(y) + x * 4;
+      p[0] = static_cast<uint8_t>(std::lround(128 + 100 * std::sin(6.0 * u + 2.0 * v)));
+      p[1] = static_cast<uint8_t>(std::lround(128 + 100 * std::cos(5.0 * v - 1.5 * u)));
+      p[2] = static_cast<uint8_t>(std::lround(40 + 170 * u * v));
+      p[3] = 255;
+    }
+  }
+  return buffer;
+}
+
 // Mean absolute difference of the colour channels of two same-sized frames.
 inline double meanAbsoluteDifference(const PixelBuffer& a, const PixelBuffer& b) {
   double sum = 0;

@@ -82,16 +82,11 @@ TEST(CubeLookupTable, MalformedFilesGiveOneMessageNamingTheLine) {
       {"LUT_3D_SIZE 2\n" + rows7 + "1 1 1\n0.5 0.5 0.5\n", "line 10: more rows than LUT_3D_SIZE 2 allows (8)"},
       {"LUT_3D_SIZE 1\n0 0 0\n", "line 1: LUT_3D_SIZE must be one whole number from 2 to 65, got '1'"},
       {"TITLE \"x\"\nLUT_3D_SIZE 66\n", "line 2: LUT_3D_SIZE must be one whole number from 2 to 65, got '66'"},
-      {"LUT_3D_SIZE 2.5\n", "line 1: LUT_3D_SIZE must be one whole number"},
-      {"LUT_3D_SIZE\n", "line 1: LUT_3D_SIZE must be one whole number from 2 to 65, got ''"},
       {"# no size\n0 0 0\n", "line 2: data before LUT_3D_SIZE"},
       {"TITLE \"only a title\"\n\n", "line 2: no LUT_3D_SIZE"},
-      {"", "line 1: no LUT_3D_SIZE"},
       {"LUT_3D_SIZE 2\n0 0 0\n1 0 0\nabc 1 0\n", "line 4: expected three numbers, got 'abc'"},
-      {"LUT_3D_SIZE 2\n0 0 0\n1 0,5 0\n", "line 3: expected three numbers, got '0,5'"},
       {"LUT_3D_SIZE 2\r\n0 0 0\r\nnan 0 0\r\n", "line 3: 'nan' is not a finite number"},
       {"LUT_3D_SIZE 2\n0 0 -inf\n", "line 2: '-inf' is not a finite number"},
-      {"LUT_3D_SIZE 2\n0 0 1e999\n", "line 2: '1e999' is not a finite number"},
       {"LUT_3D_SIZE 2\n0 0 0\n\n1 0\n", "line 4: expected three numbers, got 2"},
       {"LUT_3D_SIZE 2\n0 0 0 0\n", "line 2: expected three numbers, got 4"},
       {"LUT_3D_SIZE 2\nLUT_3D_SIZES 2\n", "line 2: unknown keyword 'LUT_3D_SIZES'"},
@@ -101,7 +96,6 @@ TEST(CubeLookupTable, MalformedFilesGiveOneMessageNamingTheLine) {
       {"DOMAIN_MIN 0 0.5 0\nDOMAIN_MAX 1 0.5 1\nLUT_3D_SIZE 2\n" + rows7,
        "line 2: DOMAIN_MAX must exceed DOMAIN_MIN in every channel"},
       {"LUT_3D_SIZE 2\nDOMAIN_MIN 0 0\n", "line 2: DOMAIN_MIN needs 3 numbers, got 2"},
-      {"LUT_3D_SIZE 2\nDOMAIN_MAX 1 one 1\n", "line 2: DOMAIN_MAX needs numbers, got 'one'"},
       {"LUT_3D_INPUT_RANGE 0 1\nDOMAIN_MIN 0 0 0\n", "line 2: DOMAIN_MIN repeats what line 1 already gave"},
   };
   for (const auto& c : cases) {
@@ -111,26 +105,6 @@ TEST(CubeLookupTable, MalformedFilesGiveOneMessageNamingTheLine) {
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
     EXPECT_EQ(text.rfind(std::string("bad.cube ") + c.says, 0), 0u) << "want: " << c.says << "\ngot:  " << text;
   }
-}
-
-TEST(CubeLookupTable, LoadNamesTheFileAndCanHandTheMessageBack) {
-  test::TempDir dir;
-  const std::string bad = dir.write("grade.cube", "LUT_3D_SIZE 2\n0 0 0\n1 0 0\n0 1\n");
-  {
-    test::ConsoleCapture console;
-    EXPECT_FALSE(CubeLookupTable::load(bad));
-    EXPECT_EQ(console.text(), bad + " line 4: expected three numbers, got 2\n");
-  }
-  test::ConsoleCapture console;
-  std::string error;
-  EXPECT_FALSE(CubeLookupTable::load(dir.path + "/absent.cube", &error));
-  EXPECT_NE(error.find("absent.cube"), std::string::npos) << error;
-  EXPECT_FALSE(CubeLookupTable::load(dir.path, &error));
-  EXPECT_NE(error.find("folder"), std::string::npos) << error;
-  EXPECT_EQ(console.text(), "") << "a caller that takes the message gets no console line";
-  auto good = CubeLookupTable::load(dir.write("ok.cube", cubeText(3, identity)), &error);
-  ASSERT_TRUE(good) << error;
-  EXPECT_EQ(good->size(), 3);
 }
 
 TEST(CubeLookupTable, TetrahedralInterpolationMatchesHandWorkedValues) {

@@ -18,23 +18,6 @@ namespace {
 
 constexpr int64_t kThermal = 8, kNeon = 15, kComics = 16;
 
-// The sample picture at a quarter of its size (whole-pixel averages).
-std::shared_ptr<PixelBuffer> smallScene() {
-  auto full = Image::load(Resources::folder() + "/samples/scene.png");
-  if (!full) return nullptr;
-  Image small(full->width() / 4, full->height() / 4);
-  for (int y = 0; y < small.height(); ++y) {
-    for (int x = 0; x < small.width(); ++x) {
-      for (int c = 0; c < 4; ++c) {
-        int sum = 0;
-        for (int j = 0; j < 16; ++j) sum += full->pixel(x * 4 + j % 4, y * 4 + j / 4)[c];
-        small.pixel(x, y)[c] = static_cast<uint8_t>(sum / 16);
-      }
-    }
-  }
-  return small.toPixelBuffer();
-}
-
 // Frames are BGRA.
 double luma(const uint8_t* bgra) { return 0.299 * bgra[2] + 0.587 * bgra[1] + 0.114 * bgra[0]; }
 
@@ -88,7 +71,7 @@ TEST_P(LensArtTest, ThermalMapsAGreyRampThroughItsPaletteWithHeatRising) {
 }
 
 TEST_P(LensArtTest, ComicsPrintsInFewColoursWithBlackInk) {
-  auto scene = smallScene();
+  auto scene = test::naturalPicture(4);
   ASSERT_TRUE(scene);
   auto result = render(scene, 0, kComics);
   ASSERT_TRUE(result);

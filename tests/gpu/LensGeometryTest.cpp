@@ -21,22 +21,6 @@ double smoothstep(double e0, double e1, double x) {
   return t * t * (3.0 - 2.0 * t);
 }
 
-// A picture without sharp steps, so that a sampling position off by a
-// fraction of a texel costs a fraction of a level: two ramps and a wave.
-std::shared_ptr<PixelBuffer> smoothFrame(int w, int h) {
-  auto frame = PixelBuffer::create(w, h);
-  for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      uint8_t* p = frame->row(y) + x * 4;
-      p[0] = static_cast<uint8_t>(std::lround(255.0 * x / (w - 1)));
-      p[1] = static_cast<uint8_t>(std::lround(255.0 * y / (h - 1)));
-      p[2] = static_cast<uint8_t>(std::lround(127.5 + 120.0 * std::sin(x * 0.15) * std::cos(y * 0.11)));
-      p[3] = 255;
-    }
-  }
-  return frame;
-}
-
 // Where a lens takes the colour of output point (u, v) from, and the factor
 // it then applies; (u, v) and the answer in texture coordinates of a w x h frame.
 struct LensReference {
@@ -125,7 +109,7 @@ TEST_P(LensGeometryTest, CoordinateLensesSampleWhereTheCpuMappingSays) {
   };
   // Both frame shapes: the round lenses must stay round on either.
   for (auto [w, h] : {std::pair{96, 64}, std::pair{48, 80}}) {
-    auto input = smoothFrame(w, h);
+    auto input = test::smoothFrame(w, h);
     const test::Picture in = test::pictureOf(*input);
     for (const auto& lens : cases) {
       setValue1(lens.lens, lens.value1);

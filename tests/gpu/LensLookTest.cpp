@@ -19,23 +19,6 @@ constexpr int64_t kDisplacementLens = 34;
 
 bool isBlueScreen(int64_t lens) { return lens >= 26 && lens <= 28; }
 
-// Smooth waves in every channel, a few levels per pixel at most, so that
-// sampling a fraction of a pixel off costs a fraction of a level.
-std::shared_ptr<PixelBuffer> smoothFrame(int w, int h) {
-  auto buffer = PixelBuffer::create(w, h);
-  for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      const double u = (x + 0.5) / w, v = (y + 0.5) / h;
-      uint8_t* p = buffer->row(y) + x * 4;
-      p[0] = static_cast<uint8_t>(std::lround(128 + 100 * std::sin(6.0 * u + 2.0 * v)));
-      p[1] = static_cast<uint8_t>(std::lround(128 + 100 * std::cos(5.0 * v - 1.5 * u)));
-      p[2] = static_cast<uint8_t>(std::lround(40 + 170 * u * v));
-      p[3] = 255;
-    }
-  }
-  return buffer;
-}
-
 class LensLookTest : public test::StillProcessorTest {};
 
 TEST_P(LensLookTest, EveryLensDrawsChangesTheSampleAndDiffersFromEveryOtherLens) {
@@ -67,7 +50,7 @@ TEST_P(LensLookTest, DisplacementMovesEachPixelAsItsMapSaysAndNotAtAllAtStrength
   auto map = Image::imageNamed(*OrvoFilterDescriptor::sharedInstance()->getLensAuxilaryName(kDisplacementLens));
   ASSERT_TRUE(map);
   const test::Picture offsets = test::pictureOf(*map);
-  auto input = smoothFrame(96, 64);
+  auto input = test::smoothFrame(96, 64);
   const test::Picture in = test::pictureOf(*input);
 
   // At the default strength (value 0.5) a full swing of the map, 0 to 1 in

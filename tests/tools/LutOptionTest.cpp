@@ -100,29 +100,28 @@ TEST_F(LutOptionTest, ProcessGradesEveryFrameAsTheCubeSays) {
   ASSERT_TRUE(cube);
   const auto in = test::decodeAll(clip + "/input.mkv");
   ASSERT_FALSE(in.empty());
-  for (int api : {3, 2}) {
-    if (!EglContext::create(api)) continue;
-    const std::string out = out_.path + "/graded" + std::to_string(api) + ".mkv";
-    run = test::runNudora("process " + shellQuoted(clip + "/input.mkv") + " -o " + shellQuoted(out) +
-                              " --lossless --quiet --lut " + shellQuoted(cube_),
-                          logs_.path, "NUDORA_GLES_MAX_API=" + std::to_string(api));
-    ASSERT_EQ(run.status, 0) << run.err;
-    const auto back = test::decodeAll(out);
-    ASSERT_EQ(back.size(), in.size());
-    // Two levels for the baked table and the sampler, one for the lossless
-    // path's colour conversion rounding.
-    for (size_t f = 0; f < in.size(); ++f) {
-      const auto& px = in[f].bgra;
-      int worst = 0;
-      for (size_t i = 0; i + 3 < px.size(); i += 4) {
-        const auto v = cube->evaluate(px[i + 2] / 255.0, px[i + 1] / 255.0, px[i] / 255.0);
-        for (int c = 0; c < 3; ++c) {
-          const double want = std::clamp(v[2 - c], 0.0, 1.0) * 255.0;
-          worst = std::max(worst, static_cast<int>(std::ceil(std::abs(back[f].bgra[i + c] - want))));
-        }
+  // Both API levels draw the table alike (the still and GPU tests show it);
+  // here the question is only that process grades every frame with it.
+  const std::string out = out_.path + "/graded.mkv";
+  run = test::runNudora("process " + shellQuoted(clip + "/input.mkv") + " -o " + shellQuoted(out) +
+                            " --lossless --quiet --lut " + shellQuoted(cube_),
+                        logs_.path);
+  ASSERT_EQ(run.status, 0) << run.err;
+  const auto back = test::decodeAll(out);
+  ASSERT_EQ(back.size(), in.size());
+  // Two levels for the baked table and the sampler, one for the lossless
+  // path's colour conversion rounding.
+  for (size_t f = 0; f < in.size(); ++f) {
+    const auto& px = in[f].bgra;
+    int worst = 0;
+    for (size_t i = 0; i + 3 < px.size(); i += 4) {
+      const auto v = cube->evaluate(px[i + 2] / 255.0, px[i + 1] / 255.0, px[i] / 255.0);
+      for (int c = 0; c < 3; ++c) {
+        const double want = std::clamp(v[2 - c], 0.0, 1.0) * 255.0;
+        worst = std::max(worst, static_cast<int>(std::ceil(std::abs(back[f].bgra[i + c] - want))));
       }
-      EXPECT_LE(worst, 3) << "API " << api << ", frame " << f;
     }
+    EXPECT_LE(worst, 3) << "frame " << f;
   }
 }
 
