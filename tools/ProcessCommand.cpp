@@ -371,8 +371,7 @@ int run(const Options& o) {
     }
     std::vector<GyroLog::Reading> readings = log->readings();
     for (auto& r : readings) r.t += o.gyroOffsetS;  // onto the video's clock, as the source will put them
-    GyroVideoSync::Options options;
-    options.frameHeight = motion.height;
+    GyroVideoSync::Options options = motion.syncOptions;
     if (o.hasFocal) options.focalPx = o.focalPx;
     if (o.hasReadout) options.readoutGiven = o.readoutMs / 1000.0;
     synced = GyroVideoSync::fit(motion.pairs, readings, options);

@@ -76,8 +76,7 @@ int run(const Options& o) {
     fail(error);
     return 1;
   }
-  GyroVideoSync::Options options;
-  options.frameHeight = motion.height;
+  GyroVideoSync::Options options = motion.syncOptions;
   options.focalPx = o.focalPx;
   options.offsetMin = -o.searchMs / 1000.0;
   options.offsetMax = o.searchMs / 1000.0;

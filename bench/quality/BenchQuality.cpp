@@ -23,13 +23,16 @@
 #include <string>
 #include <vector>
 
-#include "quality/FrameMotionEstimator.h"
 #include "quality/PathPlot.h"
 #include "quality/ShakeStatistics.h"
 #include "quality/Subprocess.h"
 #include "quality/VideoGrayReader.h"
+#include "stabilization/FrameMotionEstimator.h"
 
 using namespace nudora::quality;
+using nudora::FrameMotionEstimator;
+using nudora::GrayImage;
+using nudora::PairMotion;
 
 namespace {
 

@@ -15,7 +15,7 @@
 
 #include <vector>
 
-#include "quality/PairMotion.h"
+#include "stabilization/PairMotion.h"
 
 namespace nudora::quality {
 

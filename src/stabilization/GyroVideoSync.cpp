@@ -105,11 +105,46 @@ std::vector<Candidate> allOrientations() {
   return out;
 }
 
+// Golden-section search for the maximum of g on [a, b].
+template <typename F>
+double goldenMax(double a, double b, F g) {
+  const double k = 0.5 * (std::sqrt(5.0) - 1.0);
+  double x1 = b - k * (b - a), x2 = a + k * (b - a);
+  double g1 = g(x1), g2 = g(x2);
+  for (int i = 0; i < kGoldenIterations && b - a > 1e-6 * std::max(1.0, std::fabs(b)); ++i) {
+    if (g1 > g2) {
+      b = x2, x2 = x1, g2 = g1;
+      x1 = b - k * (b - a), g1 = g(x1);
+    } else {
+      a = x1, x1 = x2, g1 = g2;
+      x2 = a + k * (b - a), g2 = g(x2);
+    }
+  }
+  return 0.5 * (a + b);
+}
+
+// Pixels of content motion per radian of camera turn, for focal length f,
+// averaged the way the tracker averages. Turning about the picture's up axis
+// moves a point u pixels right of the centre by f (1 + u^2 / f^2) across;
+// over the tracked width that averages f + E[u^2] / f. Rows fare alike for
+// a tilt. A skew is the slope of a line through the rows' vertical
+// displacements, which weights the outer rows by v^2 once more:
+// E[v^4] / E[v^2] = 0.15 h^2 for rows spread evenly over a height h.
+struct Gains {
+  double x = 0.0, y = 0.0, skewY = 0.0;
+};
+
 struct Problem {
   const std::vector<GyroVideoSync::FramePair>& pairs;  // valid ones only
   const GyroIntegral& gyro;
   double givenFocal;  // 0: fitted
+  double trackedWidthPx, trackedHeightPx;
   double energyXY = 0.0, energyRoll = 0.0;
+
+  Gains gains(double f) const {
+    const double w2 = trackedWidthPx * trackedWidthPx, h2 = trackedHeightPx * trackedHeightPx;
+    return {f + w2 / 12.0 / f, f + h2 / 12.0 / f, f + 0.15 * h2 / f};
+  }
 
   // The centre row is read `centre` after the first; the pair's angle is
   // integrated between the two frames' centre rows, in log time.
@@ -127,38 +162,41 @@ struct Problem {
     return s;
   }
 
+  // Squared pixel residual of the translations at focal length f.
+  double residualXY(const PairSums& s, const Candidate& c, double f) const {
+    const Gains g = gains(f);
+    return energyXY - 2.0 * (g.x * dot(c.u, s.dxI) + g.y * dot(c.v, s.dyI)) +
+           g.x * g.x * s.quadratic(c.u) + g.y * g.y * s.quadratic(c.v);
+  }
+
+  // The focal length that explains the translations best, or 0 when they run
+  // against the gyro. With the perspective gains above f the best focal is
+  // found between the gains' turning point (f = tracked size / sqrt 12, far
+  // shorter than any lens that fits the tracked area) and a little beyond the
+  // single gain that ignores perspective.
+  double focal(const PairSums& s, const Candidate& c) const {
+    if (givenFocal > 0.0) return givenFocal;
+    const double q = s.quadratic(c.u) + s.quadratic(c.v);
+    const double f0 = q > 0.0 ? (dot(c.u, s.dxI) + dot(c.v, s.dyI)) / q : 0.0;
+    if (!(f0 > 0.0)) return 0.0;
+    const double lo = std::max(std::max(trackedWidthPx, trackedHeightPx) / std::sqrt(12.0), 0.05 * f0);
+    const double hi = 1.2 * f0;
+    if (!(lo < hi)) return f0;
+    return goldenMax(lo, hi, [&](double f) { return -residualXY(s, c, f); });
+  }
+
   // Quality in angle units (translations divided by the focal length) and
   // the focal length that goes with it.
-  double quality(const PairSums& s, const Candidate& c, double* focal) const {
-    const double cross = dot(c.u, s.dxI) + dot(c.v, s.dyI);
-    const double q = s.quadratic(c.u) + s.quadratic(c.v);
-    const double f = givenFocal > 0.0 ? givenFocal : (q > 0.0 ? cross / q : 0.0);
-    if (focal) *focal = f;
+  double quality(const PairSums& s, const Candidate& c, double* focalOut) const {
+    const double f = focal(s, c);
+    if (focalOut) *focalOut = f;
     if (!(f > 0.0)) return -1.0;  // the translations run against the gyro
-    const double resXY = energyXY - 2.0 * f * cross + f * f * q;
+    const double resXY = residualXY(s, c, f);
     const double resRoll = energyRoll - 2.0 * dot(c.w, s.rollI) + s.quadratic(c.w);
     const double signal = energyXY / (f * f) + energyRoll;
     return signal > 0.0 ? 1.0 - (resXY / (f * f) + resRoll) / signal : -1.0;
   }
 };
-
-// Golden-section search for the maximum of g on [a, b].
-template <typename F>
-double goldenMax(double a, double b, F g) {
-  const double k = 0.5 * (std::sqrt(5.0) - 1.0);
-  double x1 = b - k * (b - a), x2 = a + k * (b - a);
-  double g1 = g(x1), g2 = g(x2);
-  for (int i = 0; i < kGoldenIterations && b - a > 1e-6; ++i) {
-    if (g1 > g2) {
-      b = x2, x2 = x1, g2 = g1;
-      x1 = b - k * (b - a), g1 = g(x1);
-    } else {
-      a = x1, x1 = x2, g1 = g2;
-      x2 = a + k * (b - a), g2 = g(x2);
-    }
-  }
-  return 0.5 * (a + b);
-}
 
 // Time after the first row at which a row of a frame is read.
 double rowDelay(double readout, double row, int height) { return readout * row / height; }
@@ -219,9 +257,10 @@ GyroVideoSync::Result GyroVideoSync::fit(const std::vector<FramePair>& pairs,
   const double rMin = readoutGiven ? o.readoutGiven : o.readoutMin;
   const double rMax = readoutGiven ? o.readoutGiven : o.readoutMax;
   if (readings.size() < 2) return failWith(result, Status::kBadInput, "the gyro log needs at least two readings");
-  if (o.frameHeight <= 0 || !(o.focalPx >= 0.0) || !(o.offsetMin <= o.offsetMax) || !(rMin >= 0.0) ||
+  if (o.frameWidth <= 0 || o.frameHeight <= 0 || !(o.trackedWidth >= 0.0 && o.trackedWidth <= 1.0) ||
+      !(o.trackedHeight > 0.0 && o.trackedHeight <= 1.0) || !(o.focalPx >= 0.0) || !(o.offsetMin <= o.offsetMax) || !(rMin >= 0.0) ||
       !(rMin <= rMax)) {
-    return failWith(result, Status::kBadInput, "bad options (frame height, focal length or a search range)");
+    return failWith(result, Status::kBadInput, "bad options (frame size, tracked area, focal length or a search range)");
   }
   for (size_t i = 1; i < readings.size(); ++i) {
     if (!(readings[i].t >= readings[i - 1].t)) {
@@ -275,7 +314,7 @@ GyroVideoSync::Result GyroVideoSync::fit(const std::vector<FramePair>& pairs,
     rateSq += r.x * r.x + r.y * r.y + r.z * r.z;
     ++rateCount;
   }
-  Problem problem{valid, gyro, o.focalPx};
+  Problem problem{valid, gyro, o.focalPx, o.trackedWidth * o.frameWidth, o.trackedHeight * o.frameHeight};
   for (const auto& p : valid) {
     problem.energyXY += p.dx * p.dx + p.dy * p.dy;
     problem.energyRoll += p.roll * p.roll;
@@ -320,20 +359,33 @@ GyroVideoSync::Result GyroVideoSync::fit(const std::vector<FramePair>& pairs,
   result.margin = refined[0] - refined[1];
   result.focalPx = focal[0];
 
-  // Readout: the skews see the motion across one frame's readout, centred on
-  // the centre row already placed.
+  // Readout: the skews see how the motion differs across one frame's
+  // readout, centred on the centre row already placed. The tracker fits a
+  // line through the displacements of the tracked rows; the prediction does
+  // the same with the gyro's angles at those rows, so that a shake whose
+  // turn is not steady over the readout compares like with like.
   const double c = centre[0], f = focal[0];
+  const Gains gain = problem.gains(f);
+  constexpr int kRows = 9;
+  double rowAt[kRows], rowWeight[kRows], spread = 0.0;
+  for (int k = 0; k < kRows; ++k) {
+    rowAt[k] = 0.5 + o.trackedHeight * (k / double(kRows - 1) - 0.5);
+    spread += (rowAt[k] - 0.5) * (rowAt[k] - 0.5);
+  }
+  for (int k = 0; k < kRows; ++k) rowWeight[k] = (rowAt[k] - 0.5) / spread;
   auto skewResidual = [&](double r, int* used) {
     double res = 0.0;
     int n = 0;
     const double top = c - rowDelay(r, 0.5 * o.frameHeight, o.frameHeight);
     for (const auto& p : valid) {
       if (!std::isfinite(p.skewX) && !std::isfinite(p.skewY)) continue;
-      const Vec3 a = gyro.between(p.t0 + top, p.t0 + top + r);
-      const Vec3 b = gyro.between(p.t1 + top, p.t1 + top + r);
-      const Vec3 d{b[0] - a[0], b[1] - a[1], b[2] - a[2]};
-      if (std::isfinite(p.skewX)) res += std::pow(p.skewX - f * dot(best.u, d), 2.0), ++n;
-      if (std::isfinite(p.skewY)) res += std::pow(p.skewY - f * dot(best.v, d), 2.0), ++n;
+      Vec3 slope{};
+      for (int k = 0; k < kRows; ++k) {
+        const Vec3 d = gyro.between(p.t0 + top + r * rowAt[k], p.t1 + top + r * rowAt[k]);
+        for (int a = 0; a < 3; ++a) slope[a] += rowWeight[k] * d[a];
+      }
+      if (std::isfinite(p.skewX)) res += std::pow(p.skewX - gain.x * dot(best.u, slope), 2.0), ++n;
+      if (std::isfinite(p.skewY)) res += std::pow(p.skewY - gain.skewY * dot(best.v, slope), 2.0), ++n;
     }
     if (used) *used = n;
     return res;

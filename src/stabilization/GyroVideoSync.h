@@ -43,8 +43,17 @@ class GyroVideoSync {
   };
 
   struct Options {
-    // Rows of the video frames (places the centre row inside the readout).
+    // Size of the video frames (places the centre row inside the readout).
+    int frameWidth = 1920;
     int frameHeight = 1080;
+    // The centred part of the frame, as fractions of its width and height,
+    // over which the tracker averaged dx and dy and fitted the skews' lines
+    // through its rows. A wide lens moves the content off-centre further
+    // than at the centre, so a wider area reads the motion long; the fit
+    // allows for it. 0.8 matches VideoMotionMeasurer; a tracker of single
+    // points near the centre gives 0.
+    double trackedWidth = 0.8;
+    double trackedHeight = 0.8;
     // Focal length in pixels; 0 estimates it from the data.
     double focalPx = 0.0;
     // Searched clock offsets, seconds.
@@ -99,11 +108,12 @@ class GyroVideoSync {
     double dx = 0.0, dy = 0.0, roll = 0.0;
   };
 
-  // The camera model: the content motion caused by rotating the camera by the
-  // small angles angle[0..2] (radians, device axes: x towards the top of the
-  // picture, y towards its left, z backwards out of the lens). dx and dy are
-  // proportional to focalPx, roll does not depend on it; fit() relies on that
-  // and on the model being linear in the angles.
+  // The camera model at the centre of the picture: the content motion caused
+  // by rotating the camera by the small angles angle[0..2] (radians, device
+  // axes: x towards the top of the picture, y towards its left, z backwards
+  // out of the lens). dx and dy are proportional to focalPx, roll does not
+  // depend on it; fit() relies on that and on the model being linear in the
+  // angles, and scales dx and dy for the tracked area's perspective.
   static ImageMotion imageMotion(const double angle[3], double focalPx);
 
   // Fits orientation, offset, readout and (unless given) focal length. On any

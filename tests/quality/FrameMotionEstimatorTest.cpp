@@ -11,8 +11,9 @@
 #include <random>
 #include <vector>
 
-#include "quality/FrameMotionEstimator.h"
 #include "quality/ShakeStatistics.h"
+#include "stabilization/FrameMotionEstimator.h"
+#include "stabilization/VideoMotionMeasurer.h"
 
 namespace nudora::quality {
 namespace {
@@ -39,6 +40,10 @@ class Scene {
   // A frame whose row r shows the scene at (x - shift(r).x, r - shift(r).y):
   // content at row r moved by shift(r).
   GrayImage frame(int w, int h, const std::function<std::pair<double, double>(int)>& shift) {
+    const auto bytes = frameBytes(w, h, shift);
+    return GrayImage::fromBytes(bytes.data(), w, h, w);
+  }
+  std::vector<uint8_t> frameBytes(int w, int h, const std::function<std::pair<double, double>(int)>& shift) {
     std::normal_distribution<double> noise(0.0, 2.0);
     std::vector<uint8_t> bytes(static_cast<size_t>(w) * h);
     for (int r = 0; r < h; ++r) {
@@ -48,7 +53,7 @@ class Scene {
         bytes[static_cast<size_t>(r) * w + x] = static_cast<uint8_t>(std::clamp(v, 0.0, 255.0));
       }
     }
-    return GrayImage::fromBytes(bytes.data(), w, h, w);
+    return bytes;
   }
   GrayImage shifted(int w, int h, double dx, double dy) {
     return frame(w, h, [=](int) { return std::make_pair(dx, dy); });
@@ -204,6 +209,41 @@ TEST(FrameMotionEstimator, ShakeMeasuredFromFramesMatchesTheTruePath) {
   EXPECT_NEAR(got.hfRmsX, want.hfRmsX, 0.05 * want.hfRmsX);
   EXPECT_NEAR(got.hfRmsY, want.hfRmsY, 0.05 * want.hfRmsY);
   EXPECT_LT(got.skewRms, 0.05 * got.hfRms);
+}
+
+// What a host hands the gyro fit: pairs stamped with its own frame times,
+// which need not be even, and a bad frame refused without breaking the
+// sequence around it.
+TEST(VideoMotionMeasurer, KeepsUnevenFrameTimesAndRefusesBadFrames) {
+  Scene scene(41);
+  VideoMotionMeasurer measurer;
+  const double times[] = {0.0, 0.040, 0.071, 0.120};
+  for (int n = 0; n < 4; ++n) {
+    const auto bytes = scene.frameBytes(kW, kH, [n](int) { return std::make_pair(2.0 * n, -1.0 * n); });
+    ASSERT_TRUE(measurer.addFrame(bytes.data(), kW, kH, kW, times[n]));
+    if (n == 1) {
+      EXPECT_FALSE(measurer.addFrame(nullptr, kW, kH, kW, 0.05));
+      EXPECT_FALSE(measurer.addFrame(bytes.data(), kW, kH, kW - 1, 0.05));
+      EXPECT_FALSE(measurer.addFrame(bytes.data(), kW, kH, kW, times[n]));  // not after the last frame
+    }
+  }
+  ASSERT_EQ(measurer.pairs().size(), 3u);
+  for (int k = 0; k < 3; ++k) {
+    const auto& p = measurer.pairs()[k];
+    EXPECT_TRUE(p.valid);
+    EXPECT_DOUBLE_EQ(p.t0, times[k]);
+    EXPECT_DOUBLE_EQ(p.t1, times[k + 1]);
+    EXPECT_NEAR(p.dx, 2.0, 0.1);
+    EXPECT_NEAR(p.dy, -1.0, 0.1);
+  }
+  // Another size starts a new sequence: no pair across the change.
+  const auto small = scene.frameBytes(kW / 2, kH / 2, [](int) { return std::make_pair(0.0, 0.0); });
+  ASSERT_TRUE(measurer.addFrame(small.data(), kW / 2, kH / 2, kW / 2, 0.2));
+  EXPECT_EQ(measurer.pairs().size(), 3u);
+  const auto options = measurer.syncOptions();
+  EXPECT_EQ(options.frameWidth, kW / 2);
+  EXPECT_EQ(options.frameHeight, kH / 2);
+  EXPECT_DOUBLE_EQ(options.trackedHeight, 0.8);
 }
 
 }  // namespace

@@ -38,8 +38,7 @@ TEST(GyroSyncOnSynthClip, FindsTheAxesClockOffsetAndReadoutSynthUsed) {
   ASSERT_TRUE(tool::measureVideoFrameMotion(clip + "/input.mkv", 0.0, &motion, &error)) << error;
   auto log = GyroLog::open(clip + "/gyro.gcsv");
   ASSERT_TRUE(log);
-  GyroVideoSync::Options options;
-  options.frameHeight = motion.height;
+  GyroVideoSync::Options options = motion.syncOptions;
   const auto result = GyroVideoSync::fit(motion.pairs, log->readings(), options);
   std::printf("[ SYNC     ] %s: orientation %s (runner-up %s), offset %.2f ms, readout %.2f ms, focal %.1f px, "
               "quality %.4f, margin %.3f, %d pairs\n",
@@ -49,12 +48,15 @@ TEST(GyroSyncOnSynthClip, FindsTheAxesClockOffsetAndReadoutSynthUsed) {
   ASSERT_EQ(result.status, GyroVideoSync::Status::kOk) << result.message;
   EXPECT_EQ(result.orientation.text(), "yXz");
   // The translations fix the centre row's delay, offset + readout / 2,
-  // tightly; the readout comes from the measured skew, which reads some 8%
-  // long on these clips, and moves the offset by half as much.
+  // tightly; the readout comes from the skews' size against the
+  // translations', and an error there moves the offset by half as much.
+  // Under a rolling shutter the measured translations come out some 1.5%
+  // short of the gyro's, which leaves the focal length that much short and
+  // the readout a few percent long.
   EXPECT_NEAR(result.offset + result.readout / 2, 0.030 + 0.012, 0.0005);
-  EXPECT_NEAR(result.offset, 0.030, 0.002);
+  EXPECT_NEAR(result.offset, 0.030, 0.001);
   EXPECT_NEAR(result.readout, 0.024, 0.0024);
-  EXPECT_NEAR(result.focalPx, 512.0, 512.0 * 0.03);
+  EXPECT_NEAR(result.focalPx, 512.0, 512.0 * 0.05);
 }
 
 }  // namespace

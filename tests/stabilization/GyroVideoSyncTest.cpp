@@ -54,30 +54,51 @@ struct Truth {
   bool focalKnown;
 };
 
-// 10 s at 30 fps, measured through the library's camera model plus noise.
+// 10 s at 30 fps, measured as a tracker of the centred 80% of a 16:9 frame
+// sees a pinhole camera turn, plus noise. To first order, turning about the
+// picture's up axis by a moves the point (u, v) pixels from the centre by
+// f a (1 + u^2 / f^2) across, tilting by b moves it f b (1 + v^2 / f^2) down,
+// rolling by r turns it; the tracker averages across each row, reads each
+// row at its own time and fits a line down the rows: its value at the centre
+// row is the translation, its slope the skew.
 std::vector<GyroVideoSync::FramePair> measure(const Shake& shake, const Truth& truth, unsigned seed) {
   GyroLog::Orientation o;
   EXPECT_TRUE(GyroLog::Orientation::parse(truth.orientation, &o));
   std::mt19937 rng(seed);
   std::normal_distribution<double> px(0.0, 0.05), rad(0.0, 1e-4);
-  auto motion = [&](double a, double b) {
-    const double log[3] = {shake.angle(0, a, b), shake.angle(1, a, b), shake.angle(2, a, b)};
-    double device[3];
-    o.apply(log, device);
-    return GyroVideoSync::imageMotion(device, truth.focal);
-  };
-  auto frameSkew = [&](double t) { return motion(t + truth.offset, t + truth.offset + truth.readout); };
+  constexpr int kRows = 41;
+  const double f = truth.focal, halfW = 0.4 * truth.height * 16.0 / 9.0;
+  double acrossSq = 0.0;
+  for (int j = 0; j < kRows; ++j) acrossSq += std::pow(halfW * (2.0 * j / (kRows - 1) - 1.0), 2.0) / kRows;
   std::vector<GyroVideoSync::FramePair> pairs;
   for (int k = 0; k < 300; ++k) {
     GyroVideoSync::FramePair p;
     p.t0 = 0.1 + k / 30.0;
     p.t1 = p.t0 + 1.0 / 30.0;
-    const double centre = truth.offset + 0.5 * truth.readout;
-    const auto m = motion(p.t0 + centre, p.t1 + centre);
-    p.dx = m.dx + px(rng), p.dy = m.dy + px(rng), p.roll = m.roll + rad(rng);
-    const auto s0 = frameSkew(p.t0), s1 = frameSkew(p.t1);
-    p.skewX = s1.dx - s0.dx + px(rng);
-    p.skewY = k % 3 ? s1.dy - s0.dy + px(rng) : NAN;  // not every tracker measures it
+    double sumY = 0.0, sumYY = 0.0, tx[kRows], ty[kRows], ys[kRows], roll = 0.0;
+    for (int i = 0; i < kRows; ++i) {
+      const double y = 0.5 + 0.8 * (i / double(kRows - 1) - 0.5), v = (y - 0.5) * truth.height;
+      const double t = truth.offset + truth.readout * y;
+      const double log[3] = {shake.angle(0, p.t0 + t, p.t1 + t), shake.angle(1, p.t0 + t, p.t1 + t),
+                             shake.angle(2, p.t0 + t, p.t1 + t)};
+      double device[3];
+      o.apply(log, device);
+      const auto m = GyroVideoSync::imageMotion(device, f);
+      tx[i] = m.dx * (1.0 + acrossSq / (f * f));
+      ty[i] = m.dy * (1.0 + v * v / (f * f));
+      roll += m.roll / kRows;
+      ys[i] = y;
+      sumY += y, sumYY += y * y;
+    }
+    const double meanY = sumY / kRows, spread = sumYY - kRows * meanY * meanY;
+    double mx = 0.0, my = 0.0, sx = 0.0, sy = 0.0;
+    for (int i = 0; i < kRows; ++i) {
+      mx += tx[i] / kRows, my += ty[i] / kRows;
+      sx += (ys[i] - meanY) * tx[i] / spread, sy += (ys[i] - meanY) * ty[i] / spread;
+    }
+    p.dx = mx + px(rng), p.dy = my + px(rng), p.roll = roll + rad(rng);
+    p.skewX = sx + px(rng);
+    p.skewY = k % 3 ? sy + px(rng) : NAN;  // not every tracker measures it
     pairs.push_back(p);
   }
   return pairs;
@@ -85,6 +106,7 @@ std::vector<GyroVideoSync::FramePair> measure(const Shake& shake, const Truth& t
 
 GyroVideoSync::Options optionsFor(const Truth& truth) {
   GyroVideoSync::Options options;
+  options.frameWidth = truth.height * 16 / 9;
   options.frameHeight = truth.height;
   if (truth.focalKnown) options.focalPx = truth.focal;
   return options;

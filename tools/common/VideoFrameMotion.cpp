@@ -1,9 +1,7 @@
 #include "common/VideoFrameMotion.h"
 
-#include <cmath>
-
-#include "quality/FrameMotionEstimator.h"
 #include "quality/VideoGrayReader.h"
+#include "stabilization/VideoMotionMeasurer.h"
 
 namespace nudora::tool {
 
@@ -21,34 +19,19 @@ bool measureVideoFrameMotion(const std::string& path, double maxSeconds, VideoFr
   motion.width = reader.width();
   motion.height = reader.height();
   motion.fps = reader.fps();
-  // Large frames are measured at a quarter of 1920 across rather than a
-  // third: the fit needs the motion, not the last hundredth of a pixel, and
-  // a 10 s 1080p clip then measures in well under its own length.
-  quality::FrameMotionEstimator::Options estimatorOptions;
-  if (motion.width > 1280) estimatorOptions.maxWorkWidth = 480;
-  quality::FrameMotionEstimator estimator(estimatorOptions);
+  VideoMotionMeasurer measurer;
   std::vector<uint8_t> bytes;
   for (int i = 0; reader.next(bytes); ++i) {
     if (maxSeconds > 0.0 && i / motion.fps > maxSeconds) break;
-    auto measured = estimator.addFrame(quality::GrayImage::fromBytes(bytes.data(), motion.width, motion.height,
-                                                                     motion.width));
-    if (!measured) continue;
-    GyroVideoSync::FramePair pair;
-    pair.t0 = (i - 1) / motion.fps;
-    pair.t1 = i / motion.fps;
-    pair.dx = measured->dx;
-    pair.dy = measured->dy;
-    pair.roll = measured->roll;
-    pair.skewX = measured->skewX;
-    pair.skewY = measured->skewY;
-    pair.valid = measured->valid && std::isfinite(measured->skewX);
-    motion.pairs.push_back(pair);
+    measurer.addFrame(bytes.data(), motion.width, motion.height, motion.width, i / motion.fps);
   }
   reader.close();
-  if (motion.pairs.empty()) {
+  if (measurer.pairs().empty()) {
     *error = "'" + path + "' holds fewer than two frames";
     return false;
   }
+  motion.pairs = measurer.pairs();
+  motion.syncOptions = measurer.syncOptions();
   *out = std::move(motion);
   return true;
 }

@@ -1,7 +1,7 @@
 #pragma once
 // The frame-to-frame image motion of a video file, as the gyro fit
-// (GyroVideoSync) takes it: decoded to luma by ffmpeg and measured from the
-// pictures alone by the quality estimator (global translation, roll and
+// (GyroVideoSync) takes it: decoded to luma by ffmpeg and measured by the
+// library's VideoMotionMeasurer (global translation, roll and
 // rolling-shutter skew of each consecutive pair).
 
 #include <string>
@@ -16,6 +16,8 @@ struct VideoFrameMotion {
   int width = 0;
   int height = 0;
   double fps = 0.0;
+  // The fit's options for these measurements (frame size, tracked area).
+  GyroVideoSync::Options syncOptions;
 };
 
 // Measures the first maxSeconds of the video (all of it when 0). Frame i is

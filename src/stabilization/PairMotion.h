@@ -3,7 +3,7 @@
 
 #include <limits>
 
-namespace nudora::quality {
+namespace nudora {
 
 struct PairMotion {
   // How far the picture content moved from the earlier frame to the later
@@ -24,4 +24,4 @@ struct PairMotion {
   int measuredStrips = 0;
 };
 
-}  // namespace nudora::quality
+}  // namespace nudora

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace nudora::quality {
+namespace nudora {
 
 class GrayImage {
  public:
@@ -46,4 +46,4 @@ class GrayImage {
   std::vector<float> pixels_;
 };
 
-}  // namespace nudora::quality
+}  // namespace nudora

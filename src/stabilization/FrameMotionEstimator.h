@@ -47,10 +47,10 @@
 #include <optional>
 #include <vector>
 
-#include "quality/GrayImage.h"
-#include "quality/PairMotion.h"
+#include "stabilization/GrayImage.h"
+#include "stabilization/PairMotion.h"
 
-namespace nudora::quality {
+namespace nudora {
 
 class FrameMotionEstimator {
  public:
@@ -92,4 +92,4 @@ class FrameMotionEstimator {
   int factor_ = 1;
 };
 
-}  // namespace nudora::quality
+}  // namespace nudora

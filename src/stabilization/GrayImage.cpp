@@ -1,9 +1,9 @@
-#include "quality/GrayImage.h"
+#include "stabilization/GrayImage.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace nudora::quality {
+namespace nudora {
 
 GrayImage::GrayImage(int width, int height, float fill)
     : width_(std::max(0, width)), height_(std::max(0, height)), pixels_(static_cast<size_t>(width_) * height_, fill) {}
@@ -121,4 +121,4 @@ GrayImage GrayImage::gradientY() const {
   return out;
 }
 
-}  // namespace nudora::quality
+}  // namespace nudora

@@ -1,11 +1,11 @@
-#include "quality/FrameMotionEstimator.h"
+#include "stabilization/FrameMotionEstimator.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
 
-namespace nudora::quality {
+namespace nudora {
 namespace {
 
 // Smallest pyramid level kept: the coarse search needs some picture left.
@@ -320,4 +320,4 @@ PairMotion FrameMotionEstimator::compare(const Pyramid& previous, const Pyramid&
   return motion;
 }
 
-}  // namespace nudora::quality
+}  // namespace nudora
