@@ -374,6 +374,7 @@ int run(const Options& o) {
     GyroVideoSync::Options options = motion.syncOptions;
     if (o.hasFocal) options.focalPx = o.focalPx;
     if (o.hasReadout) options.readoutGiven = o.readoutMs / 1000.0;
+    if (!o.gyroOrientation.empty()) options.orientationGiven = log->orientation();
     synced = GyroVideoSync::fit(motion.pairs, readings, options);
     if (synced->status != GyroVideoSync::Status::kOk) return 1;  // the fit has said why
     if (o.gyroOrientation.empty()) log->setOrientation(synced->orientation.text());

@@ -21,6 +21,7 @@ namespace {
 struct Options {
   std::string video;
   std::string gyro;
+  std::string orientation;
   double focalPx = 0.0;
   double readoutMs = -1.0;
   double seconds = 20.0;
@@ -65,6 +66,12 @@ int run(const Options& o) {
       return 1;
     }
   }
+  GyroLog::Orientation orientation;
+  if (!o.orientation.empty() && !GyroLog::Orientation::parse(o.orientation, &orientation)) {
+    fail("gyro orientation '" + o.orientation +
+         "' must be three letters naming x, y and z once each, a lowercase letter negated (e.g. XYZ, YxZ)");
+    return 1;
+  }
   std::string error;
   auto log = GyroLog::open(o.gyro, &error);
   if (!log) {
@@ -81,6 +88,7 @@ int run(const Options& o) {
   options.offsetMin = -o.searchMs / 1000.0;
   options.offsetMax = o.searchMs / 1000.0;
   if (o.readoutMs >= 0.0) options.readoutGiven = o.readoutMs / 1000.0;
+  if (!o.orientation.empty()) options.orientationGiven = orientation;
   const auto result = GyroVideoSync::fit(motion.pairs, log->readings(), options);
   const bool ok = result.status == GyroVideoSync::Status::kOk;
 
@@ -112,6 +120,7 @@ void addSyncCommand(CLI::App& app) {
       "sync", "Find a gyro log's axis orientation, clock offset and readout from the video's own motion");
   cmd->add_option("video", options->video, "the video the log was recorded with")->required();
   cmd->add_option("--gyro", options->gyro, "gyro log (.gcsv or CSV t,gx,gy,gz)")->required();
+  cmd->add_option("--gyro-orientation", options->orientation, "the log's axis orientation, when known (found when not given)");
   cmd->add_option("--focal-px", options->focalPx, "focal length in pixels at the video's width (found when not given)");
   cmd->add_option("--readout-ms", options->readoutMs, "rolling-shutter readout (found when not given)");
   cmd->add_option("--seconds", options->seconds, "measure this much of the video from its start (default 20; 0: all)");

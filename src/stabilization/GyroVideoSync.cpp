@@ -146,12 +146,30 @@ struct Problem {
     return {f + w2 / 12.0 / f, f + h2 / 12.0 / f, f + 0.15 * h2 / f};
   }
 
-  // The centre row is read `centre` after the first; the pair's angle is
-  // integrated between the two frames' centre rows, in log time.
+  // Where the tracked rows lie, as fractions of the frame height from its
+  // centre, and the readout that spreads them in time (0 until known).
+  std::vector<double> rows;
+  double readout = 0.0;
+
+  // The angle turned between the two frames of a pair as the tracker sees
+  // it. It measures the rows' mean displacement: for a steady turn, the
+  // turn between the two centre rows, read `centre` after each first row;
+  // for a shake, that averaged over the tracked rows' read times, which
+  // softens it by a percent or two at a long readout.
+  Vec3 pairAngle(const GyroVideoSync::FramePair& p, double centre) const {
+    if (readout <= 0.0) return gyro.between(p.t0 + centre, p.t1 + centre);
+    Vec3 sum{};
+    for (double row : rows) {
+      const Vec3 d = gyro.between(p.t0 + centre + readout * row, p.t1 + centre + readout * row);
+      for (int a = 0; a < 3; ++a) sum[a] += d[a] / rows.size();
+    }
+    return sum;
+  }
+
   PairSums sums(double centre) const {
     PairSums s;
     for (const auto& p : pairs) {
-      Vec3 I = gyro.between(p.t0 + centre, p.t1 + centre);
+      const Vec3 I = pairAngle(p, centre);
       for (int a = 0; a < 3; ++a) {
         s.dxI[a] += p.dx * I[a];
         s.dyI[a] += p.dy * I[a];
@@ -314,7 +332,7 @@ GyroVideoSync::Result GyroVideoSync::fit(const std::vector<FramePair>& pairs,
     rateSq += r.x * r.x + r.y * r.y + r.z * r.z;
     ++rateCount;
   }
-  Problem problem{valid, gyro, o.focalPx, o.trackedWidth * o.frameWidth, o.trackedHeight * o.frameHeight};
+  Problem problem{valid, gyro, o.focalPx, o.trackedWidth * o.frameWidth, o.trackedHeight * o.frameHeight, 0.0, 0.0, {}, 0.0};
   for (const auto& p : valid) {
     problem.energyXY += p.dx * p.dx + p.dy * p.dy;
     problem.energyRoll += p.roll * p.roll;
@@ -328,7 +346,16 @@ GyroVideoSync::Result GyroVideoSync::fit(const std::vector<FramePair>& pairs,
   }
 
   // Coarse search: every orientation at every grid offset.
-  const std::vector<Candidate> candidates = allOrientations();
+  std::vector<Candidate> candidates = allOrientations();
+  if (o.orientationGiven) {
+    // The given orientation is fitted alone; the best of the others stays
+    // as the runner-up, for the margin.
+    auto given = std::find_if(candidates.begin(), candidates.end(), [&](const Candidate& c) {
+      return c.orientation.text() == o.orientationGiven->text();
+    });
+    if (given == candidates.end()) return failWith(result, Status::kBadInput, "the given orientation is no rotation");
+    std::iter_swap(candidates.begin(), given);
+  }
   std::vector<double> bestQuality(candidates.size(), -2.0), bestCentre(candidates.size(), cLo);
   const int steps = static_cast<int>(std::floor((cHi - cLo) / kCoarseStep)) + 1;
   for (int s = 0; s < steps; ++s) {
@@ -341,48 +368,40 @@ GyroVideoSync::Result GyroVideoSync::fit(const std::vector<FramePair>& pairs,
   }
   std::vector<size_t> order(candidates.size());
   for (size_t k = 0; k < order.size(); ++k) order[k] = k;
-  std::sort(order.begin(), order.end(), [&](size_t a, size_t b) { return bestQuality[a] > bestQuality[b]; });
+  std::sort(order.begin() + (o.orientationGiven ? 1 : 0), order.end(),
+            [&](size_t a, size_t b) { return bestQuality[a] > bestQuality[b]; });
 
   // Refine the two leaders' offsets; the margin compares refined figures.
+  constexpr int kRows = 9;
+  for (int k = 0; k < kRows; ++k) problem.rows.push_back(o.trackedHeight * (k / double(kRows - 1) - 0.5));
   double refined[2] = {0.0, 0.0}, centre[2] = {0.0, 0.0}, focal[2] = {0.0, 0.0};
-  for (int i = 0; i < 2; ++i) {
+  auto refine = [&](int i, double around, double reach) {
     const Candidate& cand = candidates[order[i]];
     auto q = [&](double c) { return problem.quality(problem.sums(c), cand, nullptr); };
-    centre[i] = goldenMax(std::max(cLo, bestCentre[order[i]] - kCoarseStep),
-                          std::min(cHi, bestCentre[order[i]] + kCoarseStep), q);
+    centre[i] = goldenMax(std::max(cLo, around - reach), std::min(cHi, around + reach), q);
     refined[i] = problem.quality(problem.sums(centre[i]), cand, &focal[i]);
-  }
+  };
+  if (readoutGiven) problem.readout = rMin;
+  for (int i = 0; i < 2; ++i) refine(i, bestCentre[order[i]], kCoarseStep);
   const Candidate& best = candidates[order[0]];
-  result.orientation = best.orientation;
-  result.runnerUp = candidates[order[1]].orientation;
-  result.quality = refined[0];
-  result.margin = refined[0] - refined[1];
-  result.focalPx = focal[0];
 
   // Readout: the skews see how the motion differs across one frame's
   // readout, centred on the centre row already placed. The tracker fits a
   // line through the displacements of the tracked rows; the prediction does
   // the same with the gyro's angles at those rows, so that a shake whose
   // turn is not steady over the readout compares like with like.
-  const double c = centre[0], f = focal[0];
-  const Gains gain = problem.gains(f);
-  constexpr int kRows = 9;
-  double rowAt[kRows], rowWeight[kRows], spread = 0.0;
-  for (int k = 0; k < kRows; ++k) {
-    rowAt[k] = 0.5 + o.trackedHeight * (k / double(kRows - 1) - 0.5);
-    spread += (rowAt[k] - 0.5) * (rowAt[k] - 0.5);
-  }
-  for (int k = 0; k < kRows; ++k) rowWeight[k] = (rowAt[k] - 0.5) / spread;
-  auto skewResidual = [&](double r, int* used) {
+  double spread = 0.0;
+  for (double row : problem.rows) spread += row * row;
+  auto skewResidual = [&](double c, double f, double r, int* used) {
+    const Gains gain = problem.gains(f);
     double res = 0.0;
     int n = 0;
-    const double top = c - rowDelay(r, 0.5 * o.frameHeight, o.frameHeight);
     for (const auto& p : valid) {
       if (!std::isfinite(p.skewX) && !std::isfinite(p.skewY)) continue;
       Vec3 slope{};
-      for (int k = 0; k < kRows; ++k) {
-        const Vec3 d = gyro.between(p.t0 + top + r * rowAt[k], p.t1 + top + r * rowAt[k]);
-        for (int a = 0; a < 3; ++a) slope[a] += rowWeight[k] * d[a];
+      for (double row : problem.rows) {
+        const Vec3 d = gyro.between(p.t0 + c + r * row, p.t1 + c + r * row);
+        for (int a = 0; a < 3; ++a) slope[a] += row / spread * d[a];
       }
       if (std::isfinite(p.skewX)) res += std::pow(p.skewX - gain.x * dot(best.u, slope), 2.0), ++n;
       if (std::isfinite(p.skewY)) res += std::pow(p.skewY - gain.skewY * dot(best.v, slope), 2.0), ++n;
@@ -391,21 +410,36 @@ GyroVideoSync::Result GyroVideoSync::fit(const std::vector<FramePair>& pairs,
     return res;
   };
   int skewCount = 0;
-  skewResidual(rMin, &skewCount);
+  skewResidual(centre[0], focal[0], rMin, &skewCount);
+  auto findReadout = [&]() {
+    const double c = centre[0], f = focal[0];
+    double bestR = rMin, bestRes = skewResidual(c, f, rMin, nullptr);
+    for (double r = rMin + kReadoutStep; r <= rMax + 1e-12; r += kReadoutStep) {
+      const double res = skewResidual(c, f, r, nullptr);
+      if (res < bestRes) bestRes = res, bestR = r;
+    }
+    return goldenMax(std::max(rMin, bestR - kReadoutStep), std::min(rMax, bestR + kReadoutStep),
+                     [&](double r) { return -skewResidual(c, f, r, nullptr); });
+  };
   double readout = 0.5 * (rMin + rMax);
   if (readoutGiven) {
     readout = rMin;
   } else if (skewCount > 0) {
-    double bestR = rMin, bestRes = skewResidual(rMin, nullptr);
-    for (double r = rMin + kReadoutStep; r <= rMax + 1e-12; r += kReadoutStep) {
-      const double res = skewResidual(r, nullptr);
-      if (res < bestRes) bestRes = res, bestR = r;
-    }
-    readout = goldenMax(std::max(rMin, bestR - kReadoutStep), std::min(rMax, bestR + kReadoutStep),
-                        [&](double r) { return -skewResidual(r, nullptr); });
+    // The centre row and focal length were fitted as if every row were read
+    // at once; with the readout found, fit them again over the rows' times
+    // and the readout once more.
+    readout = findReadout();
+    problem.readout = readout;
+    for (int i = 0; i < 2; ++i) refine(i, centre[i], 0.5 * kCoarseStep);
+    readout = findReadout();
   }
+  result.orientation = best.orientation;
+  result.runnerUp = candidates[order[1]].orientation;
+  result.quality = refined[0];
+  result.margin = refined[0] - refined[1];
+  result.focalPx = focal[0];
   result.readout = readout;
-  result.offset = c - rowDelay(readout, 0.5 * o.frameHeight, o.frameHeight);
+  result.offset = centre[0] - rowDelay(readout, 0.5 * o.frameHeight, o.frameHeight);
 
   if (result.quality < o.minQuality) {
     return failWith(result, Status::kPoorFit,
@@ -413,7 +447,7 @@ GyroVideoSync::Result GyroVideoSync::fit(const std::vector<FramePair>& pairs,
                         "belongs to another clip",
                         100.0 * std::max(0.0, result.quality), 100.0 * o.minQuality));
   }
-  if (result.margin < o.minMargin) {
+  if (!o.orientationGiven && result.margin < o.minMargin) {
     return failWith(result, Status::kAmbiguous,
                     "orientations " + result.orientation.text() + " and " + result.runnerUp.text() +
                         " fit about equally; the clip needs rotation about all three axes");

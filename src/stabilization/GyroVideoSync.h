@@ -15,6 +15,7 @@
 // once. Nothing is kept between calls.
 
 #include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -61,6 +62,10 @@ class GyroVideoSync {
     // Searched readout times, seconds; readoutGiven >= 0 fixes it instead.
     double readoutMin = 0.0, readoutMax = 0.050;
     double readoutGiven = -1.0;
+    // Fixes the log's orientation instead of searching all 48; the margin
+    // then says how much better it fits than the best other one, and a
+    // small margin is no failure.
+    std::optional<GyroLog::Orientation> orientationGiven;
     // Fewer valid pairs than this cannot decide.
     int minPairs = 20;
     // Below either RMS the clip holds too little motion: gyro rate over the

@@ -215,10 +215,18 @@ TEST(GyroVideoSync, RefusesWhatCannotBeDecided) {
   broken[5].valid = false;  // an unmeasured pair is simply left out
   EXPECT_EQ(GyroVideoSync::fit(broken, shake.log(-1.0, 11.5), options).status, GyroVideoSync::Status::kOk);
 
-  // Turning about one axis only leaves the other two axes' assignment open.
+  // Turning about one axis only leaves the other two axes' assignment open;
+  // told the orientation, the fit still finds the clock.
   const Shake pan(9, 1);
-  EXPECT_EQ(GyroVideoSync::fit(measure(pan, truth, 10), pan.log(-1.0, 11.5), options).status,
-            GyroVideoSync::Status::kAmbiguous);
+  const auto panPairs = measure(pan, truth, 10);
+  EXPECT_EQ(GyroVideoSync::fit(panPairs, pan.log(-1.0, 11.5), options).status, GyroVideoSync::Status::kAmbiguous);
+  auto told = options;
+  told.orientationGiven.emplace();
+  ASSERT_TRUE(GyroLog::Orientation::parse(truth.orientation, &*told.orientationGiven));
+  const auto panFit = GyroVideoSync::fit(panPairs, pan.log(-1.0, 11.5), told);
+  EXPECT_EQ(panFit.status, GyroVideoSync::Status::kOk) << panFit.message;
+  EXPECT_EQ(panFit.orientation.text(), truth.orientation);
+  EXPECT_NEAR(panFit.offset + panFit.readout / 2, truth.offset + truth.readout / 2, 0.001);
 }
 
 TEST(GyroVideoSync, ALogOfAnotherClipIsAPoorFitNeverAConfidentAnswer) {
