@@ -197,12 +197,33 @@ FrameMotionEstimator::FrameMotionEstimator(Options options) : options_(options) 
   options_.maxWorkWidth = std::max(options_.maxWorkWidth, 2 * kMinLevelWidth);
 }
 
+int FrameMotionEstimator::cropX(int width) const {
+  return static_cast<int>(std::lround(width * options_.cropBorder));
+}
+
+int FrameMotionEstimator::cropY(int height) const {
+  return static_cast<int>(std::lround(height * options_.cropBorder));
+}
+
+int FrameMotionEstimator::factorFor(int cropWidth) const {
+  return std::max(1, (cropWidth + options_.maxWorkWidth - 1) / options_.maxWorkWidth);
+}
+
 FrameMotionEstimator::Pyramid FrameMotionEstimator::build(const GrayImage& frame) {
-  int cx = static_cast<int>(std::lround(frame.width() * options_.cropBorder));
-  int cy = static_cast<int>(std::lround(frame.height() * options_.cropBorder));
+  const int cx = cropX(frame.width()), cy = cropY(frame.height());
   GrayImage crop = frame.cropped(cx, cy, frame.width() - 2 * cx, frame.height() - 2 * cy);
-  factor_ = std::max(1, (crop.width() + options_.maxWorkWidth - 1) / options_.maxWorkWidth);
-  GrayImage base = crop.boxDownscaled(factor_).blurred();
+  factor_ = factorFor(crop.width());
+  return pyramidFrom(crop.boxDownscaled(factor_).blurred());
+}
+
+FrameMotionEstimator::Pyramid FrameMotionEstimator::build(const uint8_t* luma, int width, int height, int stride) {
+  const int cx = cropX(width), cy = cropY(height);
+  factor_ = factorFor(width - 2 * cx);
+  return pyramidFrom(
+      GrayImage::fromBytesDownscaled(luma, stride, cx, cy, width - 2 * cx, height - 2 * cy, factor_).blurred());
+}
+
+FrameMotionEstimator::Pyramid FrameMotionEstimator::pyramidFrom(GrayImage base) {
   Pyramid pyramid;
   while (!base.empty()) {
     Level level;
@@ -218,10 +239,17 @@ FrameMotionEstimator::Pyramid FrameMotionEstimator::build(const GrayImage& frame
 }
 
 std::optional<PairMotion> FrameMotionEstimator::addFrame(const GrayImage& frame) {
-  bool sameSize = frame.width() == frameWidth_ && frame.height() == frameHeight_;
-  frameWidth_ = frame.width();
-  frameHeight_ = frame.height();
-  Pyramid current = build(frame);
+  return addPyramid(frame.width(), frame.height(), build(frame));
+}
+
+std::optional<PairMotion> FrameMotionEstimator::addFrame(const uint8_t* luma, int width, int height, int stride) {
+  return addPyramid(width, height, build(luma, width, height, stride));
+}
+
+std::optional<PairMotion> FrameMotionEstimator::addPyramid(int width, int height, Pyramid current) {
+  bool sameSize = width == frameWidth_ && height == frameHeight_;
+  frameWidth_ = width;
+  frameHeight_ = height;
   std::optional<PairMotion> motion;
   if (sameSize && !previous_.empty()) motion = compare(previous_, current);
   previous_ = std::move(current);

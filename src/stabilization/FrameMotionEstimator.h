@@ -44,6 +44,7 @@
 //
 // Not thread-safe; one estimator per video.
 
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -67,6 +68,9 @@ class FrameMotionEstimator {
   // motion from the previous one, nullopt for the first frame or after a
   // change of frame size (which starts a new sequence).
   std::optional<PairMotion> addFrame(const GrayImage& frame);
+  // The same from 8-bit luma rows `stride` bytes apart, reading only the
+  // measured part of the frame (cheaper for large frames).
+  std::optional<PairMotion> addFrame(const uint8_t* luma, int width, int height, int stride);
   // The motion between two frames, without touching the sequence.
   PairMotion measure(const GrayImage& previous, const GrayImage& current);
 
@@ -82,7 +86,13 @@ class FrameMotionEstimator {
   };
   using Pyramid = std::vector<Level>;
 
+  int cropX(int width) const;
+  int cropY(int height) const;
+  int factorFor(int cropWidth) const;
   Pyramid build(const GrayImage& frame);
+  Pyramid build(const uint8_t* luma, int width, int height, int stride);
+  static Pyramid pyramidFrom(GrayImage base);
+  std::optional<PairMotion> addPyramid(int width, int height, Pyramid current);
   PairMotion compare(const Pyramid& previous, const Pyramid& current) const;
 
   Options options_;

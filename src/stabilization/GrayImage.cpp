@@ -18,6 +18,28 @@ GrayImage GrayImage::fromBytes(const uint8_t* bytes, int width, int height, int 
   return image;
 }
 
+GrayImage GrayImage::fromBytesDownscaled(const uint8_t* bytes, int stride, int x0, int y0, int width, int height,
+                                         int factor) {
+  factor = std::max(factor, 1);
+  GrayImage out(width / factor, height / factor);
+  const float scale = 1.0f / static_cast<float>(factor * factor);
+  std::vector<uint32_t> sums(static_cast<size_t>(out.width_));
+  for (int y = 0; y < out.height_; ++y) {
+    std::fill(sums.begin(), sums.end(), 0u);
+    for (int j = 0; j < factor; ++j) {
+      const uint8_t* src = bytes + static_cast<size_t>(y0 + y * factor + j) * stride + x0;
+      for (int x = 0; x < out.width_; ++x, src += factor) {
+        uint32_t s = 0;
+        for (int i = 0; i < factor; ++i) s += src[i];
+        sums[x] += s;
+      }
+    }
+    float* dst = out.pixels_.data() + static_cast<size_t>(y) * out.width_;
+    for (int x = 0; x < out.width_; ++x) dst[x] = static_cast<float>(sums[x]) * scale;
+  }
+  return out;
+}
+
 float GrayImage::sample(float x, float y) const {
   int x0 = std::clamp(static_cast<int>(std::floor(x)), 0, width_ - 1);
   int y0 = std::clamp(static_cast<int>(std::floor(y)), 0, height_ - 1);

@@ -16,6 +16,11 @@ class GrayImage {
   GrayImage(int width, int height, float fill = 0.0f);
   // Copies 8-bit luma rows (stride bytes apart).
   static GrayImage fromBytes(const uint8_t* bytes, int width, int height, int stride);
+  // fromBytes(...).cropped(x0, y0, width, height).boxDownscaled(factor) in
+  // one pass over the bytes, for large frames; the caller keeps the
+  // rectangle inside the picture.
+  static GrayImage fromBytesDownscaled(const uint8_t* bytes, int stride, int x0, int y0, int width, int height,
+                                       int factor);
 
   int width() const { return width_; }
   int height() const { return height_; }

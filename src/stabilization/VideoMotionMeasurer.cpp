@@ -38,7 +38,7 @@ bool VideoMotionMeasurer::addFrame(const uint8_t* luma, int width, int height, i
     width_ = width;
     height_ = height;
   }
-  const auto measured = estimator_->addFrame(GrayImage::fromBytes(luma, width, height, stride));
+  const auto measured = estimator_->addFrame(luma, width, height, stride);
   if (measured) {
     GyroVideoSync::FramePair pair;
     pair.t0 = lastTimestamp_;

@@ -236,6 +236,23 @@ TEST(VideoMotionMeasurer, KeepsUnevenFrameTimesAndRefusesBadFrames) {
     EXPECT_NEAR(p.dx, 2.0, 0.1);
     EXPECT_NEAR(p.dy, -1.0, 0.1);
   }
+  // Frames handed as padded bytes read only the measured part, yet measure
+  // as the same frames handed as pictures.
+  FrameMotionEstimator fromPictures, fromBytes;
+  for (int n = 0; n < 2; ++n) {
+    auto shear = [n](int row) { return std::make_pair(1.3 * n + 0.004 * n * row, -0.7 * n); };
+    const auto bytes = scene.frameBytes(kW, kH, shear);
+    std::vector<uint8_t> padded(static_cast<size_t>(kW + 16) * kH, 0);
+    for (int r = 0; r < kH; ++r) std::copy_n(&bytes[static_cast<size_t>(r) * kW], kW, &padded[r * size_t(kW + 16)]);
+    const auto a = fromPictures.addFrame(GrayImage::fromBytes(bytes.data(), kW, kH, kW));
+    const auto b = fromBytes.addFrame(padded.data(), kW, kH, kW + 16);
+    ASSERT_EQ(a.has_value(), b.has_value());
+    if (!a) continue;
+    EXPECT_NEAR(a->dx, b->dx, 1e-4);
+    EXPECT_NEAR(a->dy, b->dy, 1e-4);
+    EXPECT_NEAR(a->skewX, b->skewX, 1e-4);
+    EXPECT_GT(std::fabs(b->skewX), 1.0);
+  }
   // Another size starts a new sequence: no pair across the change.
   const auto small = scene.frameBytes(kW / 2, kH / 2, [](int) { return std::make_pair(0.0, 0.0); });
   ASSERT_TRUE(measurer.addFrame(small.data(), kW / 2, kH / 2, kW / 2, 0.2));
