@@ -8,6 +8,8 @@ NUDORA_PACKAGES=(
   libavformat-dev libavcodec-dev libswscale-dev libavutil-dev
   libgtest-dev libbenchmark-dev
   ffmpeg  # the program: bench_quality decodes through it, the demo stacks videos with it
+  # the nudorafilter element and its test
+  libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base
 )
 
 nudora_install_packages() {

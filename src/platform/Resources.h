@@ -1,7 +1,9 @@
 #pragma once
 // Where the library's resource folder is: $NUDORA_RESOURCE_DIR when set, else
-// the source tree it was built from, else the install location. Resource
-// images live in its "Textures" sub-folder.
+// share/nudora of the installed tree the library (or the program it is linked
+// into) sits in, else the source tree it was built from, else the install
+// prefix it was configured with. Resource images live in its "Textures"
+// sub-folder.
 
 #include <string>
 
