@@ -165,8 +165,8 @@ bool checkOptions(const Options& o) {
     fail("cropping " + plain(o.cropping) + " must lie in (0, 1] (the part of the field of view kept)");
     return false;
   }
-  if (o.hasFocal && !(o.focalPx > 0.0 && std::isfinite(o.focalPx))) {
-    fail("focal length " + plain(o.focalPx) + " px must be a positive number");
+  if (o.hasFocal && !(o.focalPx > 0.0 && o.focalPx <= 1e6)) {
+    fail("focal length " + plain(o.focalPx) + " px must lie in (0, 1000000]");
     return false;
   }
   if (o.hasFocal && !o.camera.empty()) {

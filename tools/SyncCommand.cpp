@@ -48,8 +48,8 @@ std::string jsonEscaped(const std::string& text) {
 }
 
 int run(const Options& o) {
-  if (o.focalPx < 0.0 || !std::isfinite(o.focalPx)) {
-    fail("focal length must be a positive number of pixels");
+  if (!(o.focalPx >= 0.0 && o.focalPx <= 1e6)) {
+    fail("focal length " + number(o.focalPx, 1) + " px must lie in (0, 1000000]");
     return 1;
   }
   if (o.readoutMs > 100.0 || !std::isfinite(o.readoutMs)) {

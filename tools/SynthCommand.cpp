@@ -114,8 +114,8 @@ int run(const Options& o) {
          fixed(1000.0 / o.fps, 2) + " ms)");
     return 1;
   }
-  if (!(o.focalPx >= 0.0 && std::isfinite(o.focalPx))) {
-    fail("focal length must be a positive number of pixels");
+  if (!(o.focalPx >= 0.0 && o.focalPx <= 1e6)) {
+    fail("focal length must lie in (0, 1000000] pixels");
     return 1;
   }
   if (!(o.gyroRate >= 50.0 && o.gyroRate <= 10000.0)) {

@@ -13,6 +13,7 @@
 #include "filters/LookupTableImage.h"
 #include "platform/Console.h"
 #include "platform/Image.h"
+#include "platform/MessageText.h"
 
 namespace nudora {
 namespace {
@@ -78,11 +79,6 @@ bool looksLikeKeyword(std::string_view word) {
                      [](char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_'; });
 }
 
-// A word as it goes into a message: quoted, and cut short when long.
-std::string quoted(std::string_view word) {
-  return "'" + std::string(word.substr(0, 40)) + (word.size() > 40 ? "...'" : "'");
-}
-
 }  // namespace
 
 std::shared_ptr<const CubeLookupTable> CubeLookupTable::load(const std::string& path, std::string* error) {
@@ -137,7 +133,7 @@ std::shared_ptr<const CubeLookupTable> CubeLookupTable::parse(const std::string&
     double first = 0.0;
     const bool keyword = readNumber(words[0], &first) == Number::kNotANumber && looksLikeKeyword(words[0]);
     if (keyword && rows > 0) {
-      return fail(lineNumber, "keyword " + quoted(words[0]) + " after the data; keywords go before the first row");
+      return fail(lineNumber, "keyword " + quotedExcerpt(words[0]) + " after the data; keywords go before the first row");
     }
     if (keyword) {
       const std::string_view key = words[0];
@@ -153,8 +149,8 @@ std::shared_ptr<const CubeLookupTable> CubeLookupTable::parse(const std::string&
         }
         for (size_t i = 0; i < count; ++i) {
           const Number n = readNumber(words[i + 1], &out[i]);
-          if (n == Number::kNotFinite) return quoted(words[i + 1]) + " is not a finite number";
-          if (n != Number::kOk) return std::string(key) + " needs numbers, got " + quoted(words[i + 1]);
+          if (n == Number::kNotFinite) return quotedExcerpt(words[i + 1]) + " is not a finite number";
+          if (n != Number::kOk) return std::string(key) + " needs numbers, got " + quotedExcerpt(words[i + 1]);
         }
         return {};
       };
@@ -175,7 +171,7 @@ std::shared_ptr<const CubeLookupTable> CubeLookupTable::parse(const std::string&
             size < kMinSize || size > kMaxSize) {
           return fail(lineNumber, "LUT_3D_SIZE must be one whole number from " + std::to_string(kMinSize) + " to " +
                                       std::to_string(kMaxSize) + ", got " +
-                                      quoted(trimmed(line.substr(line.find("LUT_3D_SIZE") + 11))));
+                                      quotedExcerpt(trimmed(line.substr(line.find("LUT_3D_SIZE") + 11))));
         }
         table.size_ = static_cast<int>(size);
         expectedRows = static_cast<size_t>(table.size_) * table.size_ * table.size_;
@@ -199,7 +195,7 @@ std::shared_ptr<const CubeLookupTable> CubeLookupTable::parse(const std::string&
         table.domainMin_.fill(range[0]);
         table.domainMax_.fill(range[1]);
       } else {
-        return fail(lineNumber, "unknown keyword " + quoted(key));
+        return fail(lineNumber, "unknown keyword " + quotedExcerpt(key));
       }
       continue;
     }
@@ -217,8 +213,8 @@ std::shared_ptr<const CubeLookupTable> CubeLookupTable::parse(const std::string&
     double rgb[3] = {0.0, 0.0, 0.0};
     for (size_t i = 0; i < words.size() && i < 3; ++i) {
       const Number n = readNumber(words[i], &rgb[i]);
-      if (n == Number::kNotFinite) return fail(lineNumber, quoted(words[i]) + " is not a finite number");
-      if (n != Number::kOk) return fail(lineNumber, "expected three numbers, got " + quoted(words[i]));
+      if (n == Number::kNotFinite) return fail(lineNumber, quotedExcerpt(words[i]) + " is not a finite number");
+      if (n != Number::kOk) return fail(lineNumber, "expected three numbers, got " + quotedExcerpt(words[i]));
     }
     if (words.size() != 3) {
       return fail(lineNumber, "expected three numbers, got " + std::to_string(words.size()));

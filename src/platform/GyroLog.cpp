@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "platform/Console.h"
+#include "platform/MessageText.h"
 
 namespace nudora {
 namespace {
@@ -109,11 +110,11 @@ class Parser {
       case NumberStatus::kOk:
         return true;
       case NumberStatus::kNotFinite:
-        return fail(line_, std::string(column) + " '" + std::string(field) + "' is not a finite number");
+        return fail(line_, std::string(column) + " " + quotedExcerpt(field) + " is not a finite number");
       case NumberStatus::kNotNumber:
         break;
     }
-    return fail(line_, std::string(column) + " '" + std::string(field) + "' is not a number");
+    return fail(line_, std::string(column) + " " + quotedExcerpt(field) + " is not a number");
   }
 
   bool parseGcsv(Parsed* out) {
@@ -129,10 +130,10 @@ class Parser {
         break;
       }
       if (comma == std::string_view::npos || key.empty()) {
-        return fail(line_, "header line '" + std::string(line) + "' is not key,value");
+        return fail(line_, "header line " + quotedExcerpt(line) + " is not key,value");
       }
       std::string k(key);
-      if (keyLines.count(k)) return fail(line_, "header key '" + k + "' given twice");
+      if (keyLines.count(k)) return fail(line_, "header key " + quotedExcerpt(k) + " given twice");
       keyLines[k] = line_;
       out->header[k] = std::string(trim(line.substr(comma + 1)));
     }
@@ -149,7 +150,7 @@ class Parser {
     const std::string& orientation = out->header["orientation"];
     if (!GyroLog::Orientation::parse(orientation, &out->orientation)) {
       return fail(keyLines["orientation"],
-                  "orientation '" + orientation + "' is not three of x, y, z (each once, lowercase negated)");
+                  "orientation " + quotedExcerpt(orientation) + " is not three of x, y, z (each once, lowercase negated)");
     }
     double tscale = 0.0, gscale = 0.0;
     if (!positiveKey(*out, keyLines, "tscale", &tscale) || !positiveKey(*out, keyLines, "gscale", &gscale)) {
@@ -159,7 +160,7 @@ class Parser {
     if (ascale != out->header.end() && !ascale->second.empty()) {
       double unused = 0.0;
       if (parseNumber(ascale->second, &unused) != NumberStatus::kOk) {
-        return fail(keyLines["ascale"], "ascale '" + ascale->second + "' is not a finite number");
+        return fail(keyLines["ascale"], "ascale " + quotedExcerpt(ascale->second) + " is not a finite number");
       }
     }
     return parseRows(columns.size(), tscale, gscale, nullptr, out);
@@ -168,7 +169,7 @@ class Parser {
   bool positiveKey(const Parsed& parsed, std::map<std::string, size_t>& keyLines, const char* key, double* value) {
     const std::string& text = parsed.header.at(key);
     if (parseNumber(text, value) != NumberStatus::kOk || !(*value > 0.0)) {
-      return fail(keyLines[key], std::string(key) + " '" + text + "' is not a positive number");
+      return fail(keyLines[key], std::string(key) + " " + quotedExcerpt(text) + " is not a positive number");
     }
     return true;
   }
@@ -179,7 +180,7 @@ class Parser {
     if (parseNumber(fields[0], &probe) == NumberStatus::kNotNumber) {
       // Not a reading, so it has to be the header.
       if (fields.size() != 4 || !columnsMatch(fields, 0, {"t", "gx", "gy", "gz"})) {
-        return fail(line_, "'" + std::string(first) + "' is neither a " + std::string(kGcsvMagic) +
+        return fail(line_, quotedExcerpt(first) + " is neither a " + std::string(kGcsvMagic) +
                                " line nor the header t,gx,gy,gz nor a reading");
       }
       return parseRows(4, 1.0, 1.0, nullptr, out);

@@ -129,6 +129,9 @@ TEST(GyroLogTest, MalformedLogsNameFileAndLineAndLoadNothing) {
       {"gcsv columns", head + "t,gx,gy\n0,1,2\n", 7, "columns must be"},
       {"gcsv accel row", head + "t,gx,gy,gz,ax,ay,az\n0,1,2,3,4,5,6\n1,1,2,3\n", 9, "4 fields where the log has 7"},
       {"gcsv backwards", head + "t,gx,gy,gz\n10,1,2,3\n5,1,2,3\n", 9, "time goes backwards"},
+      // A binary file: its bytes are escaped and cut short, never echoed raw.
+      {"binary", std::string("\x7f" "ELF\x02\x01\x01\0\0\0\x1b[2J", 14) + std::string(5000, '\xee'), 1,
+       "'\\x7FELF\\x02\\x01\\x01\\x00\\x00\\x00\\x1B[2J\\xEE"},
   };
   test::TempDir dir;
   const std::string good = dir.write("good.gcsv", kTake);
@@ -142,6 +145,7 @@ TEST(GyroLogTest, MalformedLogsNameFileAndLineAndLoadNothing) {
     EXPECT_FALSE(log.load(file, &error));
     EXPECT_EQ(error.rfind(file + ":" + std::to_string(c.line) + ": ", 0), 0u) << error;
     EXPECT_NE(error.find(c.fragment), std::string::npos) << error;
+    EXPECT_LT(error.size(), file.size() + 300u) << error;
     EXPECT_EQ(console.count(error), 1);
     // The earlier contents survive untouched.
     EXPECT_EQ(log.path(), good);

@@ -18,10 +18,10 @@ std::string filterOptionProblem(int64_t style, int64_t lens, int64_t beauty, dou
     return "unknown lens " + std::to_string(lens) + " (0 for none, or a lens number of the catalogue: 1-28, 34-44)";
   }
   if (beauty < 0 || beauty > 4) return "beauty level " + std::to_string(beauty) + " is out of range (0 to 4)";
-  if (!(zoom > 0.0) || !std::isfinite(zoom)) {
+  if (!(zoom >= 1.0 && zoom <= 8.0)) {
     char text[64];
     std::snprintf(text, sizeof(text), "%g", zoom);
-    return std::string("zoom ") + text + " must be a positive number";
+    return std::string("zoom ") + text + " must lie between 1 (none) and 8";
   }
   return {};
 }

@@ -1,5 +1,7 @@
 #include "process/CameraFile.h"
 
+#include "platform/MessageText.h"
+
 #include <cctype>
 #include <cerrno>
 #include <cmath>
@@ -114,8 +116,8 @@ bool CameraFile::parse(const std::string& text, const std::string& name, CameraF
       }
     }
     if (!found) {
-      *error = "camera file '" + name + "': unknown field \"" + key +
-               "\" (known: focalLengthPixels, focalLength, sensorWidth, sensorHeight, sensorCropWidth, "
+      *error = "camera file '" + name + "': unknown field " + quotedExcerpt(key) +
+               " (known: focalLengthPixels, focalLength, sensorWidth, sensorHeight, sensorCropWidth, "
                "sensorCropHeight, frameReadoutTime, gyroToFrameDelay)";
       return false;
     }
