@@ -4,7 +4,7 @@
 NUDORA_PACKAGES=(
   build-essential cmake pkg-config
   libegl-dev libgles-dev libegl-mesa0 libgl1-mesa-dri
-  libglm-dev libstb-dev libssl-dev libcli11-dev
+  libglm-dev libstb-dev libssl-dev libcli11-dev libjpeg-dev libpng-dev
   libavformat-dev libavcodec-dev libswscale-dev libavutil-dev
   libgtest-dev libbenchmark-dev
   ffmpeg  # the program: bench_quality decodes through it, the demo stacks videos with it

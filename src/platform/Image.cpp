@@ -2,28 +2,23 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 
 #include "platform/Console.h"
+#include "platform/JpegReader.h"
+#include "platform/PngReader.h"
 #include "platform/PixelBuffer.h"
 #include "platform/Resources.h"
 
-#define STB_IMAGE_IMPLEMENTATION
-#define STBI_ONLY_PNG
-#define STBI_ONLY_JPEG
-#define STBI_FAILURE_USERMSG
-#include <stb_image.h>
 #define STB_IMAGE_WRITE_IMPLEMENTATION
 #include <stb_image_write.h>
 
 namespace nudora {
 namespace {
-
-std::shared_ptr<Image> fromStb(unsigned char* data, int w, int h) {
-  auto image = std::make_shared<Image>(w, h);
-  std::copy(data, data + static_cast<size_t>(w) * h * 4, image->data());
-  stbi_image_free(data);
-  return image;
-}
 
 bool endsWithPng(const std::string& path) {
   if (path.size() < 4) return false;
@@ -39,23 +34,46 @@ Image::Image(int width, int height)
       pixels_(static_cast<size_t>(width_) * height_ * 4, 0) {}
 
 std::shared_ptr<Image> Image::load(const std::string& path) {
-  int w = 0, h = 0, channels = 0;
-  unsigned char* data = stbi_load(path.c_str(), &w, &h, &channels, 4);
-  if (!data) {
-    consoleLogLevel(kConsoleError, "Image: cannot read %s: %s", path.c_str(), stbi_failure_reason());
-    return nullptr;
-  }
-  return fromStb(data, w, h);
+  std::ifstream in(path, std::ios::binary);
+  std::vector<uint8_t> bytes;
+  if (in) bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  std::string why = !in ? std::strerror(errno) : std::string();
+  std::shared_ptr<Image> image = why.empty() ? decodeBytes(bytes.data(), bytes.size(), &why) : nullptr;
+  if (!image) consoleLogLevel(kConsoleError, "Image: cannot read %s: %s", path.c_str(), why.c_str());
+  return image;
 }
 
 std::shared_ptr<Image> Image::decode(const uint8_t* bytes, size_t size) {
-  int w = 0, h = 0, channels = 0;
-  unsigned char* data = stbi_load_from_memory(bytes, static_cast<int>(size), &w, &h, &channels, 4);
-  if (!data) {
-    consoleLogLevel(kConsoleError, "Image: cannot decode image data: %s", stbi_failure_reason());
+  std::string why;
+  std::shared_ptr<Image> image = decodeBytes(bytes, size, &why);
+  if (!image) consoleLogLevel(kConsoleError, "Image: cannot decode image data: %s", why.c_str());
+  return image;
+}
+
+std::shared_ptr<Image> Image::decodeBytes(const uint8_t* bytes, size_t size, std::string* why) {
+  if (size > static_cast<size_t>(INT_MAX)) {
+    *why = std::to_string(size) + " bytes is more than a picture file holds";
     return nullptr;
   }
-  return fromStb(data, w, h);
+  // Decoding goes to libpng and libjpeg-turbo, which stand up to damaged
+  // and hostile files; a picture file names its own size, and a few bytes
+  // must not make the decoder allocate gigabytes (kMaxSide).
+  int w = 0, h = 0;
+  std::vector<uint8_t> rgba;
+  bool ok = false;
+  if (PngReader::looksLikePng(bytes, size)) {
+    ok = PngReader::decode(bytes, size, kMaxSide, &rgba, &w, &h, why);
+  } else if (JpegReader::looksLikeJpeg(bytes, size)) {
+    ok = JpegReader::decode(bytes, size, kMaxSide, &rgba, &w, &h, why);
+  } else {
+    *why = "not a PNG or JPEG file";
+  }
+  if (!ok) return nullptr;
+  auto image = std::make_shared<Image>(0, 0);
+  image->width_ = w;
+  image->height_ = h;
+  image->pixels_ = std::move(rgba);
+  return image;
 }
 
 std::shared_ptr<Image> Image::imageNamed(const std::string& name) {

@@ -38,6 +38,11 @@ class Image {
   bool write(const std::string& path) const;
 
  private:
+  // Pictures up to this many pixels a side are decoded; larger ones are
+  // refused before their pixels are allocated.
+  static constexpr int kMaxSide = 16384;
+  // PNG through stb_image, JPEG through libjpeg-turbo; null with the reason.
+  static std::shared_ptr<Image> decodeBytes(const uint8_t* bytes, size_t size, std::string* why);
   int width_;
   int height_;
   std::vector<uint8_t> pixels_;

@@ -1,3 +1,6 @@
+#include <cstdlib>
+#include <string>
+
 #include "TestSupport.h"
 #include "platform/Image.h"
 #include "platform/NotificationCenter.h"
@@ -28,8 +31,38 @@ TEST(Image, MissingOrBrokenFilesGiveNullAndNameTheFile) {
   const uint8_t garbage[] = {1, 2, 3, 4, 5};
   EXPECT_EQ(Image::decode(garbage, sizeof(garbage)), nullptr);
   EXPECT_EQ(Image::imageNamed("no-such-resource"), nullptr);
-  EXPECT_EQ(console.count("\n"), 3) << console.text();
+  // A 45-byte PNG that claims 20000 x 20000 pixels is refused before
+  // anything is allocated for it.
+  const uint8_t huge[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n', 0,    0,    0,    13,   'I', 'H', 'D',
+                          'R',  0,   0,   0x4e, 0x20, 0,    0,    0x4e, 0x20, 8,    6,    0,    0,   0,   0xe3,
+                          0x70, 0x46, 0x39, 0,  0,    0,    0,    'I',  'D',  'A',  'T',  0x35, 0xaf, 0x06, 0x1e};
+  EXPECT_EQ(Image::decode(huge, sizeof(huge)), nullptr);
+  EXPECT_TRUE(console.saw("large")) << console.text();
+  EXPECT_EQ(console.count("\n"), 4) << console.text();
   EXPECT_TRUE(console.saw("/nonexistent/picture.png") && console.saw("no-such-resource.png")) << console.text();
+}
+
+// Pictures that made stb_image read out of bounds or copy from a null
+// pointer (found by fuzz_image): libjpeg-turbo and libpng decode them in
+// bounds or refuse them. Under the sanitizer build this is the regression.
+TEST(Image, DamagedPicturesAreDecodedInBoundsOrRefused) {
+  const char* resources = std::getenv("NUDORA_RESOURCE_DIR");
+  ASSERT_NE(resources, nullptr);
+  const std::string corpus = std::string(resources) + "/../fuzz/corpus/image/";
+  for (const char* name : {"regression-huffman-257.jpg", "regression-png-null-copy.png"}) {
+    test::ConsoleCapture console;
+    if (auto image = Image::load(corpus + name)) {
+      EXPECT_EQ(image->width(), 16) << name;
+      EXPECT_EQ(image->height(), 12) << name;
+    } else {
+      EXPECT_TRUE(console.saw(name)) << console.text();
+    }
+  }
+  for (const char* name : {"test.jpg", "test.png"}) {
+    auto good = Image::load(corpus + name);
+    ASSERT_NE(good, nullptr) << name;
+    EXPECT_EQ(good->width(), 16);
+  }
 }
 
 TEST(PixelBuffer, RejectsSizesAndStridesThatCannotHoldAFrame) {

@@ -5,6 +5,12 @@
 #include <cstring>
 #include <filesystem>
 
+// Only the header is read here (stbi_info), to say early what is wrong with
+// a picture; the library decodes pictures with libpng and libjpeg-turbo.
+#define STB_IMAGE_IMPLEMENTATION
+#define STBI_ONLY_PNG
+#define STBI_ONLY_JPEG
+#define STBI_FAILURE_USERMSG
 #include <stb_image.h>
 
 namespace nudora::tool {
