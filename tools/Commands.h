@@ -16,6 +16,7 @@ void addProcessCommand(CLI::App& app);
 void addStylesCommand(CLI::App& app);
 void addLensesCommand(CLI::App& app);
 void addSyncCommand(CLI::App& app);
+void addBurstCommand(CLI::App& app);
 
 void setExitCode(int code);
 int exitCode();

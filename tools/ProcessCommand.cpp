@@ -39,6 +39,8 @@ extern "C" {
 #include <vector>
 
 #include "Commands.h"
+#include "common/BackgroundSource.h"
+#include "common/BlueScreenOptions.h"
 #include "common/FileChecks.h"
 #include "common/EffectOptions.h"
 #include "common/FilterOptions.h"
@@ -47,11 +49,13 @@ extern "C" {
 #include "common/TemporaryFile.h"
 #include "filters/CubeLookupTable.h"
 #include "filters/OrvoFilterDescriptor.h"
+#include "multiframe/OrvoTimeDomainDenoising.h"
 #include "pipeline/OrvoRealTimeProcessor.h"
 #include "platform/Clock.h"
 #include "platform/EglContext.h"
 #include "platform/GyroLog.h"
 #include "platform/GyroLogSource.h"
+#include "platform/HostGyroSource.h"
 #include "platform/Image.h"
 #include "platform/MotionManager.h"
 #include "platform/SampleBuffer.h"
@@ -83,6 +87,7 @@ struct Options {
   std::string output;
   std::string gyro;
   bool stabilize = false;
+  bool denoise = false;
   double cropping = 0.85;
   bool noDigitalAdjustment = false;
   double focalPx = 0.0;
@@ -95,6 +100,7 @@ struct Options {
   int64_t style = 0;
   int64_t lens = 0;
   EffectOptions effects;
+  BlueScreenOptions blueScreen;
   int64_t beauty = 0;
   double zoom = 1.0;
   std::string watermark;
@@ -157,6 +163,10 @@ bool parseSize(const std::string& text, int* w, int* h) {
 bool checkOptions(const Options& o) {
   std::string problem = filterOptionProblem(o.style, o.lens, o.beauty, o.zoom);
   if (problem.empty()) problem = effectOptionProblem(o.effects);
+  if (problem.empty()) problem = blueScreenOptionProblem(o.blueScreen);
+  if (problem.empty() && o.blueScreen.on() && o.lens != 0) {
+    problem = "--lens cannot be combined with --blue-screen (the blue screen takes the lens's place)";
+  }
   if (!problem.empty()) {
     fail(problem);
     return false;
@@ -457,6 +467,30 @@ int run(const Options& o) {
     }
   }
 
+  // The blue-screen background and key colour; auto reads the key from the
+  // first frame's border.
+  std::unique_ptr<BackgroundSource> background;
+  OrvoColor keyColor;
+  if (o.blueScreen.on()) {
+    if (o.blueScreen.type == 0 && !(background = BackgroundSource::open(o.blueScreen.background, kMaxSide, &error))) {
+      fail(error);
+      return 1;
+    }
+    if (o.blueScreen.keyColor == "auto") {
+      auto first = VideoReader::open(o.input, &error);
+      auto frame = PixelBuffer::create(inW, inH);
+      VideoReader::FrameTime time;
+      if (!first || !frame || !first->readFrame(*frame, &time)) {
+        fail(first && first->failed() ? first->error() : "'" + o.input + "' has no video frames");
+        return 1;
+      }
+      keyColor = borderKeyColor(*frame);
+    } else {
+      parseKeyColor(o.blueScreen.keyColor, &keyColor);
+    }
+    if (o.stabilize || o.denoise) warn("stabilisation and denoising are not applied on the blue-screen path");
+  }
+
   std::shared_ptr<Image> watermark;
   if (!o.watermark.empty()) {
     if (!checkWatermark(o.watermark)) return 1;
@@ -498,6 +532,13 @@ int run(const Options& o) {
   processor->setBeauty(o.beauty);
   processor->setDigitalZoom(static_cast<float>(o.zoom));
   applyEffectOptions(*processor, o.effects, o.lens);
+  if (o.blueScreen.on()) {
+    if (!processor->isGLES3()) {
+      fail("the blue screen needs OpenGL ES 3 and this context is ES " + std::to_string(processor->context()->api()));
+      return 1;
+    }
+    applyBlueScreenOptions(*processor, o.blueScreen, keyColor);
+  }
   // Checked above; this fails only if the file changed since, and the
   // processor has then named the file and line.
   if (!o.lut.empty() && !processor->loadCubeLookupTable(o.lut)) return 1;
@@ -510,12 +551,32 @@ int run(const Options& o) {
     warn("stabilisation needs OpenGL ES 3 and this context is ES " + std::to_string(processor->context()->api()) +
          "; the frames pass unstabilised");
   }
+  // On ES 2 there is no denoiser, and the pipeline would end every frame
+  // at the denoise step without drawing: the flag stays off there.
+  const auto& denoiser = processor->tdDenoising();
+  processor->setDenoise(o.denoise && denoiser);
+  if (denoiser) {
+    // A file has no frame deadline: every frame gets the full-quality blend.
+    denoiser->setAutoDegrade(false);
+  } else if (o.denoise) {
+    warn("denoising needs OpenGL ES 3 and this context is ES " + std::to_string(processor->context()->api()) +
+         "; the frames pass undenoised");
+  }
   if (!estimator->setCameraParameters(camera)) return 1;  // refused with a console line
 
   std::shared_ptr<GyroLogSource> source;
+  std::shared_ptr<HostGyroSource> silentGyro;
   if (log) {
     source = std::make_shared<GyroLogSource>(log, o.gyroOffsetS);
     MotionManager::sharedInstance()->setSource(source);
+  } else if (o.denoise && denoiser) {
+    // The denoiser needs a running gyro; one that never delivers gives every
+    // frame a zero shift, and keeps a sensor of this machine out of a file's
+    // processing.
+    silentGyro = std::make_shared<HostGyroSource>();
+    MotionManager::sharedInstance()->setSource(silentGyro);
+    warn("no gyro log: denoising blends the frames without motion compensation (zero shifts), which suits a "
+         "still camera; give --gyro LOG for a moving one");
   }
   const double replayMargin = coverage ? std::max(kMinReplayMargin, 3.0 * coverage->interval()) : 0.0;
   bool gyroRunning = false;
@@ -613,7 +674,14 @@ int run(const Options& o) {
     auto out = outputPool.pop();
     if (!out) break;
     const double t0 = Clock::monotonic();
-    processor->effectPixelBuffer(SampleBuffer::create(item->frame, pts), *out, nullptr, false, false, 1, 0.0, 0.0);
+    std::shared_ptr<PixelBuffer> backgroundFrame;
+    if (background && !(backgroundFrame = background->next(&error))) {
+      state.fail(error);
+      stopAll();
+      break;
+    }
+    processor->effectPixelBuffer(SampleBuffer::create(item->frame, pts), *out, backgroundFrame, false, false, 1, 0.0,
+                                 0.0);
     processSeconds += Clock::monotonic() - t0;
     if (!source || !estimator->hasValidGyroData() || !coverage->covers(pts + delay, pts + delay + readout)) {
       ++withoutGyro;
@@ -630,7 +698,7 @@ int run(const Options& o) {
   readThread.join();
   progress.finish();
   if (gyroRunning) estimator->disable();
-  if (source) MotionManager::sharedInstance()->setSource(nullptr);
+  if (source || silentGyro) MotionManager::sharedInstance()->setSource(nullptr);
   Clock::stopVirtual();
 
   if (!state.failed() && frames == 0) state.fail("'" + o.input + "' has no video frames");
@@ -655,11 +723,12 @@ int run(const Options& o) {
     auto perFrame = [&](double seconds) { return number(seconds * 1000.0 / static_cast<double>(frames), 1); };
     std::printf(
         "process: %lld frames %dx%d -> %dx%d in %s s, %s fps (per frame: decode %s ms, pipeline %s ms, "
-        "encode %s ms); frames without gyro data: %lld%s; stabilisation %s, OpenGL ES %d; %s -> %s\n",
+        "encode %s ms); frames without gyro data: %lld%s; stabilisation %s, denoising %s, OpenGL ES %d; %s -> %s\n",
         static_cast<long long>(frames), inW, inH, outW, outH, number(wall, 2).c_str(),
         number(static_cast<double>(frames) / wall, 1).c_str(), perFrame(decodeSeconds).c_str(),
         perFrame(processSeconds).c_str(), perFrame(encodeSeconds).c_str(), static_cast<long long>(withoutGyro),
-        log ? "" : " (no gyro log)", o.stabilize && stabilizer ? "on" : "off", processor->context()->api(),
+        log ? "" : " (no gyro log)", o.stabilize && stabilizer ? "on" : "off", processor->denoise() ? "on" : "off",
+        processor->context()->api(),
         writer->codecName(), o.output.c_str());
   }
   return 0;
@@ -675,6 +744,9 @@ void addProcessCommand(CLI::App& app) {
   cmd->add_option("-o,--output", options->output, "video file to write (.mp4, .mov or .mkv)")->required();
   cmd->add_option("--gyro", options->gyro, "gyro log (Gyroflow .gcsv or plain CSV t,gx,gy,gz)");
   cmd->add_flag("--stabilize", options->stabilize, "stabilise with the gyro log");
+  cmd->add_flag("--denoise", options->denoise,
+                "time-domain denoising: each frame blended with up to seven earlier ones, shifted by the gyro's "
+                "motion (zero shifts without --gyro)");
   cmd->add_option("--cropping", options->cropping,
                   "part of the field of view kept when stabilising, in (0, 1] (default 0.85)");
   cmd->add_flag("--no-digital-adjustment", options->noDigitalAdjustment,
@@ -694,6 +766,7 @@ void addProcessCommand(CLI::App& app) {
   cmd->add_option("--lens", options->lens, "lens filter by number or name (0 = none; 'nudora lenses' lists them)")
       ->transform(CLI::Validator(lensNameToNumber, "NUMBER|NAME"));
   addEffectOptions(*cmd, options->effects);
+  addBlueScreenOptions(*cmd, options->blueScreen);
   cmd->add_option("--beauty", options->beauty, "beauty level, 0 to 4");
   cmd->add_option("--zoom", options->zoom, "digital zoom factor (1 = none)");
   cmd->add_option("--watermark", options->watermark, "PNG to draw as a watermark");

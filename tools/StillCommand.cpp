@@ -18,6 +18,8 @@
 #include <vector>
 
 #include "Commands.h"
+#include "common/BackgroundSource.h"
+#include "common/BlueScreenOptions.h"
 #include "common/FileChecks.h"
 #include "common/EffectOptions.h"
 #include "common/FilterOptions.h"
@@ -25,6 +27,7 @@
 #include "filters/OrvoFilterDescriptor.h"
 #include "gpu/OrvoImageProcessor.h"
 #include "gpu/OrvoProcessHelpers.h"
+#include "pipeline/OrvoRealTimeProcessor.h"
 #include "platform/EglContext.h"
 #include "platform/Image.h"
 #include "platform/Resources.h"
@@ -43,6 +46,7 @@ struct Options {
   int64_t style = 0;
   int64_t lens = 0;
   EffectOptions effects;
+  BlueScreenOptions blueScreen;
   int64_t beauty = 0;
   double zoom = 1.0;
   bool mirror = false;
@@ -76,6 +80,7 @@ bool checkLookupTable(const std::string& path) {
 bool checkNumbers(const Options& o) {
   std::string problem = filterOptionProblem(o.style, o.lens, o.beauty, o.zoom);
   if (problem.empty()) problem = effectOptionProblem(o.effects);
+  if (problem.empty()) problem = blueScreenOptionProblem(o.blueScreen);
   if (!problem.empty()) {
     fail(problem);
     return false;
@@ -127,6 +132,63 @@ std::string temporaryPathFor(const std::string& output) {
   return (out.parent_path() / (".nudora-still-" + std::to_string(::getpid()) + "-" + out.filename().string())).string();
 }
 
+// The picture through the real-time processor's blue-screen path (the
+// still processor has none), into *result at the picture's size.
+bool renderBlueScreen(const Options& o, const Image& image, const std::shared_ptr<Image>& watermark,
+                      std::shared_ptr<PixelBuffer>* result, int* api) {
+  std::string error;
+  std::unique_ptr<BackgroundSource> background;
+  if (o.blueScreen.type == 0 && !(background = BackgroundSource::open(o.blueScreen.background, kMaxSide, &error))) {
+    fail(error);
+    return false;
+  }
+  std::shared_ptr<PixelBuffer> backgroundFrame = background ? background->next(&error) : nullptr;
+  if (background && !backgroundFrame) {
+    fail(error);
+    return false;
+  }
+  auto input = image.toPixelBuffer();
+  auto output = PixelBuffer::create(image.width(), image.height());
+  if (!input || !output) {
+    fail("input '" + o.input + "' could not be wrapped as a frame");
+    return false;
+  }
+  OrvoColor key;
+  if (o.blueScreen.keyColor == "auto") {
+    key = borderKeyColor(*input);
+  } else {
+    parseKeyColor(o.blueScreen.keyColor, &key);
+  }
+  auto processor = std::make_shared<OrvoRealTimeProcessor>();
+  if (watermark) processor->setWatermarkImage(watermark);
+  if (!processor->setupWithAvailableAPI()) {
+    fail("no OpenGL ES context could be made (API 3 or 2)");
+    return false;
+  }
+  *api = processor->context()->api();
+  if (!processor->isGLES3()) {
+    fail("the blue screen needs OpenGL ES 3 and this context is ES " + std::to_string(*api));
+    return false;
+  }
+  processor->setStyleFilter(o.style);
+  processor->setBeauty(o.beauty);
+  processor->setDigitalZoom(static_cast<float>(o.zoom));
+  applyEffectOptions(*processor, o.effects, o.lens);
+  if (!o.lut.empty() && !processor->loadCubeLookupTable(o.lut)) return false;
+  applyBlueScreenOptions(*processor, o.blueScreen, key);
+  bool drawn = false;
+  processor->queue().sync([&] {
+    drawn = processor->processBlueScreenPixelBuffer(SampleBuffer::create(input, 0.0), output, backgroundFrame,
+                                                    o.mirror, false, o.orientation, 0.0, 0.0);
+  });
+  if (!drawn) {
+    fail("the blue-screen frame could not be rendered (see the log above); nothing written");
+    return false;
+  }
+  *result = output;
+  return true;
+}
+
 int run(const Options& o) {
   if (!checkNumbers(o)) return 1;
   if (!checkPicture("input", o.input)) return 1;
@@ -150,6 +212,29 @@ int run(const Options& o) {
   if (!image) return 1;  // Image::load has named the file and the reason
   std::shared_ptr<Image> watermark;
   if (!o.watermark.empty() && !(watermark = Image::load(o.watermark))) return 1;
+
+  if (o.blueScreen.on()) {
+    if (o.lens != 0) {
+      fail("--lens cannot be combined with --blue-screen (the blue screen takes the lens's place)");
+      return 1;
+    }
+    std::shared_ptr<PixelBuffer> result;
+    int api = 0;
+    if (!renderBlueScreen(o, *image, watermark, &result, &api)) return 1;
+    if (!Image::fromPixelBuffer(*result)->write(temporary.path())) {
+      fail("cannot write output '" + o.output + "'");
+      return 1;
+    }
+    fs::rename(temporary.path(), o.output, ec);
+    if (ec) {
+      fail("cannot write output '" + o.output + "': " + ec.message());
+      return 1;
+    }
+    temporary.keep();
+    std::printf("still: %dx%d on API %d, blue screen type %lld -> %s\n", result->width(), result->height(), api,
+                static_cast<long long>(o.blueScreen.type), o.output.c_str());
+    return 0;
+  }
 
   auto processor = OrvoImageProcessor::sharedInstance();
   // Handed in before set-up: createResources gives it to the watermark stage.
@@ -218,6 +303,7 @@ void addStillCommand(CLI::App& app) {
   cmd->add_option("--lens", options->lens, "lens filter by number or name (0 = none; 'nudora lenses' lists them)")
       ->transform(CLI::Validator(lensNameToNumber, "NUMBER|NAME"));
   addEffectOptions(*cmd, options->effects);
+  addBlueScreenOptions(*cmd, options->blueScreen);
   cmd->add_option("--beauty", options->beauty, "beauty level, 0 to 4");
   cmd->add_option("--zoom", options->zoom, "digital zoom factor (1 = none)");
   cmd->add_flag("--mirror", options->mirror, "the input is mirrored, as from a front camera");

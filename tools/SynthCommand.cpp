@@ -9,9 +9,16 @@
 // device z = image z) plus a constant bias and white noise, on the video's
 // own clock (process with --gyro-delay-ms 0 and no offset).
 //
-// Files: DIR/input.mp4 (DIR/input.mkv when lossless), DIR/gyro.gcsv,
-// DIR/truth.csv. Each is written under a temporary name and renamed into
-// place, so a failed run leaves none half-written.
+// With --noise SIGMA the frames of input.mp4 carry sensor-like noise
+// (Gaussian, independent per pixel and channel, of standard deviation SIGMA
+// 8-bit levels at mid-grey and growing with the square root of the level,
+// as photon noise does), and DIR/clean.mp4 holds the same frames without it:
+// the truth that denoisers are measured against. The noise depends only on
+// the seed, the frame and the row.
+//
+// Files: DIR/input.mp4 (DIR/input.mkv when lossless), DIR/clean.mp4 (with
+// --noise), DIR/gyro.gcsv, DIR/truth.csv. Each is written under a temporary
+// name and renamed into place, so a failed run leaves none half-written.
 #include <CLI/CLI.hpp>
 
 extern "C" {
@@ -24,6 +31,7 @@ extern "C" {
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <memory>
 #include <sstream>
 #include <string>
 
@@ -31,6 +39,7 @@ extern "C" {
 #include "common/TemporaryFile.h"
 #include "platform/GyroLog.h"
 #include "synth/CameraPath.h"
+#include "synth/SyntheticBurst.h"
 #include "synth/SynthRandom.h"
 #include "synth/SyntheticScene.h"
 #include "video/FfmpegText.h"
@@ -46,6 +55,9 @@ constexpr double kRestSeconds = 1.5;
 constexpr double kGyroNoise = 0.003;  // rad/s, white, per axis
 // The log runs on past the last frame's readout so that every frame is covered.
 constexpr double kGyroTail = 0.1;
+constexpr double kMaxNoise = 100.0;
+// Keeps the noise's random numbers apart from the scene's and the gyro's.
+constexpr uint64_t kNoiseStream = 0x6E6F697365ull;
 
 struct Options {
   std::string dir;
@@ -63,6 +75,8 @@ struct Options {
   // ahead of the video's.
   std::string gyroAxes = "XYZ";
   double gyroOffsetMs = 0.0;
+  double noise = 0.0;  // levels at mid-grey; 0: none
+  int burst = 0;       // frames of a still burst instead of a clip; 0: a clip
 };
 
 void fail(const std::string& message) { std::fprintf(stderr, "nudora synth: %s\n", message.c_str()); }
@@ -84,6 +98,21 @@ std::string plain(double v) {
   char text[64];
   std::snprintf(text, sizeof(text), "%.6g", v);
   return text;
+}
+
+// Adds the noise of frame `index` to a BGRA frame in place: standard
+// deviation sigma * sqrt(level / 128) per colour byte, rounded and clamped.
+void addNoise(PixelBuffer& frame, double sigma, uint64_t seed, int64_t index) {
+  for (int y = 0; y < frame.height(); ++y) {
+    SynthRandom random(SynthRandom::hash(index, y, seed ^ kNoiseStream));
+    uint8_t* p = frame.row(y);
+    for (int x = 0; x < frame.width(); ++x, p += 4) {
+      for (int c = 0; c < 3; ++c) {
+        const double v = p[c] + sigma * std::sqrt(p[c] / 128.0) * random.gaussian();
+        p[c] = static_cast<uint8_t>(std::clamp(std::lround(v), 0L, 255L));
+      }
+    }
+  }
 }
 
 std::string quote(const std::string& path) {
@@ -135,6 +164,10 @@ int run(const Options& o) {
     fail("crf " + std::to_string(o.crf) + " must lie in 0..51");
     return 1;
   }
+  if (!(o.noise >= 0.0 && o.noise <= kMaxNoise)) {
+    fail("noise " + plain(o.noise) + " must lie between 0 and " + plain(kMaxNoise) + " levels");
+    return 1;
+  }
   std::error_code ec;
   if (fs::exists(o.dir, ec) && !fs::is_directory(o.dir, ec)) {
     fail("cannot write into '" + o.dir + "': not a folder");
@@ -147,6 +180,9 @@ int run(const Options& o) {
   }
 
   const double focal = o.focalPx > 0.0 ? o.focalPx : 0.8 * width;
+  if (o.burst > 0) {
+    return writeSyntheticBurst({o.dir, width, height, o.burst, o.fps, o.readoutMs, focal, o.gyroRate, o.seed, o.noise});
+  }
   const double readout = o.readoutMs / 1000.0;
   const bool lossless = o.lossless || !VideoWriter::hasH264Encoder();
   const AVRational rate = av_d2q(o.fps, 1001000);
@@ -177,7 +213,9 @@ int run(const Options& o) {
   const SyntheticScene scene(o.seed, aMin - margin, aMax + margin, bMin - margin, bMax + margin, focal);
 
   const std::string videoName = lossless ? "input.mkv" : "input.mp4";
+  const std::string cleanName = lossless ? "clean.mkv" : "clean.mp4";
   TemporaryFile video((fs::path(o.dir) / videoName).string(), "synth");
+  TemporaryFile clean((fs::path(o.dir) / cleanName).string(), "synth");
   TemporaryFile gyro((fs::path(o.dir) / "gyro.gcsv").string(), "synth");
   TemporaryFile truth((fs::path(o.dir) / "truth.csv").string(), "synth");
   std::string error;
@@ -196,6 +234,15 @@ int run(const Options& o) {
     fail(error);
     return 1;
   }
+  const bool noisy = o.noise > 0.0;
+  std::unique_ptr<VideoWriter> cleanWriter;
+  if (noisy) {
+    settings.formatName = cleanName;
+    if (!(cleanWriter = VideoWriter::open(clean.path(), settings, &error))) {
+      fail(error);
+      return 1;
+    }
+  }
 
   std::ofstream truthOut(truth.path());
   truthOut.precision(12);
@@ -208,6 +255,13 @@ int run(const Options& o) {
   auto frame = PixelBuffer::create(width, height);
   for (int64_t i = 0; i < frames; ++i) {
     scene.render(*frame, focal, [&](int row) { return path.orientation(rowTime(i, row)); });
+    if (noisy) {
+      if (!cleanWriter->writeFrame(*frame, i, &error)) {
+        fail(error);
+        return 1;
+      }
+      addNoise(*frame, o.noise, o.seed, i);
+    }
     if (!writer->writeFrame(*frame, i, &error)) {
       fail(error);
       return 1;
@@ -216,7 +270,7 @@ int run(const Options& o) {
     truthOut << i << "," << i * frameSeconds << "," << first.x << "," << first.y << "," << first.z << "," << first.w
              << "," << last.x << "," << last.y << "," << last.z << "," << last.w << "\n";
   }
-  if (!writer->finish(&error)) {
+  if (!writer->finish(&error) || (cleanWriter && !cleanWriter->finish(&error))) {
     fail(error);
     return 1;
   }
@@ -263,7 +317,8 @@ int run(const Options& o) {
   GyroLog check;
   if (!check.load(gyro.path())) return 1;  // the parser has named the line
 
-  for (TemporaryFile* file : {&video, &gyro, &truth}) {
+  for (TemporaryFile* file : {&video, &gyro, &truth, &clean}) {
+    if (file == &clean && !noisy) continue;
     if (!file->commit(&error)) {
       fail(error);
       return 1;
@@ -274,6 +329,10 @@ int run(const Options& o) {
       static_cast<long long>(frames), width, height, fixed(av_q2d(rate), 3).c_str(), writer->codecName(),
       fixed(o.readoutMs, 2).c_str(), fixed(focal, 2).c_str(), static_cast<long long>(readings),
       fixed(o.gyroRate, 0).c_str(), o.dir.c_str());
+  if (noisy) {
+    std::printf("noise: sigma %s levels at mid-grey in %s; the same frames without it in %s\n", plain(o.noise).c_str(),
+                videoName.c_str(), cleanName.c_str());
+  }
   std::printf(
       "stabilise with: nudora process %s -o %s --gyro %s --stabilize --focal-px %s --readout-ms %s "
       "--gyro-delay-ms %s%s\n",
@@ -303,6 +362,12 @@ void addSynthCommand(CLI::App& app) {
                   "write the log in axes that need this --gyro-orientation to reach device axes (default XYZ)");
   cmd->add_option("--gyro-offset-ms", options->gyroOffsetMs,
                   "run the log's clock this far ahead of the video's (default 0)");
+  cmd->add_option("--noise", options->noise,
+                  "sensor-like noise of this many 8-bit levels (standard deviation) at mid-grey, and the clean "
+                  "frames in clean.mp4 beside (default 0: none)");
+  cmd->add_option("--burst", options->burst,
+                  "write a handheld burst of this many still frames (PNG, with the clean first frame in truth.png "
+                  "and the frame times in frames.txt) instead of a clip");
   cmd->callback([options] { setExitCode(run(*options)); });
 }
 

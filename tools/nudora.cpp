@@ -18,6 +18,7 @@ int main(int argc, char** argv) {
   nudora::tool::addStylesCommand(app);
   nudora::tool::addLensesCommand(app);
   nudora::tool::addSyncCommand(app);
+  nudora::tool::addBurstCommand(app);
 
   try {
     app.parse(argc, argv);

@@ -6,8 +6,8 @@
 namespace nudora {
 
 std::string OrvoSynthesizerGenerator::generateShaderCodewithForFunction(int64_t synthesisType) {
-  // The synthesis pieces arrive with the burst class; until then a missing
-  // piece adds nothing and the program fails to compile with its log.
+  // No body piece has been written yet: a missing piece adds nothing, and
+  // every type builds the common frame alone.
   const char* body = nullptr;
   switch (synthesisType) {
     case 1: body = shaderPieceNamed("fshHDR"); break;
@@ -17,11 +17,18 @@ std::string OrvoSynthesizerGenerator::generateShaderCodewithForFunction(int64_t 
   }
   std::string text;
   text.reserve(262144);
+  // Synthesis programs link with the ES 3 vertex shader, so their fragment
+  // text must open with "#version 300 es", which only the first line may
+  // carry. fshBlendModes cannot: on ES 2 it opens the filter shader. The ES 3
+  // opener of the filter frame goes first here as it does there; the blend
+  // piece's own precision lines are then merely repeated, which both
+  // languages allow.
+  text += OrvoFilterGenerator::tShader(fshGLES3);
   text += OrvoFilterGenerator::tShader(fshBlendModes);
-  text += OrvoFilterGenerator::tShader(shaderPieceNamed("fshSynthesizerCommonParameters"));
-  text += OrvoFilterGenerator::tShader(shaderPieceNamed("fshSynthesizerCommonHead"));
+  text += OrvoFilterGenerator::tShader(fshSynthesizerCommonParameters);
+  text += OrvoFilterGenerator::tShader(fshSynthesizerCommonHead);
   text += OrvoFilterGenerator::tShader(body);
-  text += OrvoFilterGenerator::tShader(shaderPieceNamed("fshSynthesizerCommonTail"));
+  text += OrvoFilterGenerator::tShader(fshSynthesizerCommonTail);
   return text;
 }
 

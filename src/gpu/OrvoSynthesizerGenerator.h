@@ -1,7 +1,8 @@
 #pragma once
 // Assembles the fragment shader of a multi-frame synthesis pass: the common
 // frame around one body piece chosen by the synthesis type (1 HDR, 2 denoise,
-// 3 motion sequence; any other type adds no body).
+// 3 motion sequence; any other type adds no body). The text is ES 3 GLSL: it
+// opens with the ES 3 filter opener (fshGLES3), then the pieces in order.
 //
 // Thread rules: stateless; callable from any thread.
 

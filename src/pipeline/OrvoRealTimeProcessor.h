@@ -10,10 +10,11 @@
 // returns without a frame). Property setters are plain stores from the
 // host's thread; a frame reads each flag when its stage comes.
 //
-// The video stabiliser exists only on ES 3 contexts; on ES 2 the
-// stabilisation flag changes nothing. The time-domain denoiser and the
-// segmentor (ES 3 only) are not part of this build: the pipeline runs as on
-// an ES 2 context for them, where every call on them yields NO.
+// The video stabiliser and the time-domain denoiser exist only on ES 3
+// contexts; on ES 2 the stabilisation flag changes nothing, and the denoise
+// flag routes the frame as if the denoiser had drawn (see
+// processFilterEffectPixelBuffer). The segmentor of the blue-screen path is
+// ES 3 only too; on ES 2 that path draws nothing.
 
 #include <memory>
 
@@ -23,14 +24,9 @@
 namespace nudora {
 
 class OrvoStageTrailer;
+class OrvoTimeDomainDenoising;
+class OrvoSegmentor;
 class OrvoVideoStabilizer;
-
-// A colour with components in 0..1.
-struct OrvoColor {
-  float red = 0.0f;
-  float green = 0.0f;
-  float blue = 0.0f;
-};
 
 class OrvoRealTimeProcessor : public OrvoBaseProcessor {
  public:
@@ -52,11 +48,27 @@ class OrvoRealTimeProcessor : public OrvoBaseProcessor {
                                       const std::shared_ptr<PixelBuffer>& toPixelBuffer,
                                       const std::shared_ptr<PixelBuffer>& background, bool mirror, bool mirrorResult,
                                       int64_t orientation, double recordSec, double trailerAnimation);
-  // Blue-screen compositing; not part of this build: draws nothing.
+  // Blue-screen compositing: the segmentor's mask against screenColor, then
+  // one pass that keys the frame over the background (type 0, which needs
+  // it), or keeps (type 1) or recolours (type 2) the key hue, with style,
+  // beautify and tone mapping; then watermark and trailer. True when the
+  // composed frame was drawn. ES 3 only (there is no segmentor on ES 2).
   bool processBlueScreenPixelBuffer(const std::shared_ptr<SampleBuffer>& sample,
                                     const std::shared_ptr<PixelBuffer>& toPixelBuffer,
                                     const std::shared_ptr<PixelBuffer>& background, bool mirror, bool mirrorResult,
                                     int64_t orientation, double recordSec, double trailerAnimation);
+  // (Re)builds the blue-screen program when style, type, beautify or tone
+  // mapping changed since it was built.
+  void updateBlueScreenProgram();
+  // Blur levels the blue-screen pass needs: 0, 2, 3 or 4.
+  uint32_t calculateBlueScreenBlurLevelWithWidth(int32_t width, int32_t height) const;
+  // The segmentation threshold of a blue-screen type for the user's
+  // threshold (0 for types without segmentation), in double precision.
+  static float blueScreenSegmentThreshold(int64_t type, float threshold);
+  // The orientation passed on as `direction`: 3 and 4 exchange when mirrored.
+  static int64_t blueScreenDirection(int64_t orientation, bool mirror);
+  // The compositing pass's aspect of the background over the frame's.
+  static float backgroundAspect(int32_t bgW, int32_t bgH, int32_t inW, int32_t inH);
 
   // Beauty level 0..4 to beautify strength and face stretching; other levels are ignored.
   void setBeauty(int64_t level);
@@ -85,7 +97,14 @@ class OrvoRealTimeProcessor : public OrvoBaseProcessor {
   // Null on ES 2. Its settings (cropping, digital adjustment) may be changed
   // between frames; its GL work runs on the processing queue only.
   const std::shared_ptr<OrvoVideoStabilizer>& videoStabilizer() const { return videoStabilizer_; }
+  // Null on ES 2. Fed with the stabiliser's deducted rotation while the
+  // stabiliser runs, else it asks the estimator itself; its settings
+  // (autoDegrade, estimator) may be changed between frames.
+  const std::shared_ptr<OrvoTimeDomainDenoising>& tdDenoising() const { return tdDenoising_; }
   const std::shared_ptr<TextureCache>& backgroundTexCache() const { return backgroundTexCache_; }
+  // Null on ES 2. Owned here; its GL work runs on the processing queue only.
+  const std::shared_ptr<OrvoSegmentor>& segmentor() const { return segmentor_; }
+  GLuint programBlueScreen() const { return programBlueScreen_; }
 
   // The frame-ending threshold of the direct shortcuts: the single-precision
   // 1e-5 widened to double (a trailer time between 0 and this takes the
@@ -104,6 +123,13 @@ class OrvoRealTimeProcessor : public OrvoBaseProcessor {
   std::shared_ptr<TextureCache> backgroundTexCache_;
   std::shared_ptr<OrvoStageTrailer> stageTrailer_;
   std::shared_ptr<OrvoVideoStabilizer> videoStabilizer_;
+  std::shared_ptr<OrvoTimeDomainDenoising> tdDenoising_;
+  std::shared_ptr<OrvoSegmentor> segmentor_;
+  // The blue-screen program and what it was built for.
+  GLuint programBlueScreen_ = 0;
+  int64_t currentBlueScreenType_ = 0;
+  bool blueBeautifyEnabled_ = false;
+  bool blueLocalToneMappingEnabled_ = false;
 };
 
 }  // namespace nudora

@@ -1,5 +1,5 @@
 #pragma once
-// Plain geometry records, as the platform's point and size structs.
+// Plain geometry and colour records, as the platform's point, size and colour structs.
 
 namespace nudora {
 
@@ -12,6 +12,13 @@ struct OrvoPoint {
 struct OrvoSize {
   double width = 0.0;
   double height = 0.0;
+};
+
+// A colour with components in 0..1.
+struct OrvoColor {
+  float red = 0.0f;
+  float green = 0.0f;
+  float blue = 0.0f;
 };
 
 }  // namespace nudora

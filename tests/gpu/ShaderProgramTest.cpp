@@ -82,7 +82,8 @@ TEST(OrvoFilterGenerator, Es2FrameRewritesEveryTextureCall) {
 TEST(OrvoSynthesizerGenerator, UnknownTypesGetTheFrameWithoutABody) {
   std::string none = OrvoSynthesizerGenerator::generateShaderCodewithForFunction(0);
   EXPECT_EQ(none, OrvoSynthesizerGenerator::generateShaderCodewithForFunction(4));
-  EXPECT_EQ(none.rfind(plain(fshBlendModes), 0), 0u);
+  // The ES 3 opener first (only it may carry "#version 300 es"), then the blend modes.
+  EXPECT_EQ(none.rfind(plain(fshGLES3) + plain(fshBlendModes) + plain(fshSynthesizerCommonParameters), 0), 0u);
 }
 
 using ProgramTest = test::GlContextTest;
@@ -124,6 +125,17 @@ TEST_P(ProgramTest, EveryCatalogueRowAndFrameCombinationBuilds) {
   auto catalogue = OrvoFilterDescriptor::sharedInstance();
   for (const auto& row : catalogue->styleFilterDesicriptor()) build(*row.integer("styleid"), 0, true, true);
   for (const auto& row : catalogue->lensFilterDesicriptor()) build(0, *row.integer("lensid"), true, true);
+  EXPECT_EQ(console.text(), "");
+}
+
+TEST_P(ProgramTest, SynthesisProgramsLinkWithTheEs3VertexShader) {
+  if (!es3()) GTEST_SKIP() << "synthesis programs are ES 3 only";
+  ConsoleCapture console;
+  for (int64_t type : {0, 1, 2, 3, 9}) {
+    GLuint program = OrvoProcessHelpers::loadSynthesizerShaderWithsynthesisType(type);
+    EXPECT_NE(program, 0u) << "type " << type;
+    OrvoProcessHelpers::deleteProgram(&program);
+  }
   EXPECT_EQ(console.text(), "");
 }
 

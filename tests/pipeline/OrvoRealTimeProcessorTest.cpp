@@ -5,6 +5,7 @@
 #include "GpuTestSupport.h"
 #include "TestSupport.h"
 #include "entry/Nudora.h"
+#include "multiframe/OrvoTimeDomainDenoising.h"
 #include "pipeline/OrvoRealTimeProcessor.h"
 #include "platform/Image.h"
 #include "platform/KeyValueStore.h"
@@ -39,11 +40,30 @@ TEST(Nudora, SharedFacadeIsOneObjectAndCopiesAFrameWithNoStageOn) {
   EXPECT_FALSE(facade->processor()->shouldEnableProcess());
 }
 
+// A gyro that runs without readings, or one that cannot run at all.
+class TestGyro : public GyroSource {
+ public:
+  explicit TestGyro(bool available) : available_(available) {}
+  bool isAvailable() const override { return available_; }
+  bool start(double, Deliver) override { return available_; }
+  void stop() override {}
+  std::string describe() const override { return "test gyro"; }
+
+ private:
+  bool available_;
+};
+
 class RealTimeProcessorTest : public test::ProcessorTest<OrvoRealTimeProcessor> {
  protected:
+  std::shared_ptr<OrvoCameraMotionEstimator> estimatorWithGyro(bool available) {
+    auto manager = std::make_shared<MotionManager>();
+    manager->setSource(std::make_shared<TestGyro>(available));
+    return std::make_shared<OrvoCameraMotionEstimator>(manager, std::make_shared<KeyValueStore>(folder_.path));
+  }
   void frame(const std::shared_ptr<SampleBuffer>& in, const std::shared_ptr<PixelBuffer>& out, double trailer = 0.0) {
     processor_->effectPixelBuffer(in, out, nullptr, false, false, 1, 0.0, trailer);
   }
+  test::TempDir folder_;
 };
 
 TEST_P(RealTimeProcessorTest, SmallerOutputGetsTheScaledPicture) {
@@ -64,8 +84,10 @@ TEST_P(RealTimeProcessorTest, SkippedFramesLeaveTheOutputUntouched) {
   NotificationCenter::defaultCenter().post(kApplicationDidBecomeActiveNotification);
   EXPECT_EQ(maxDifference(*out, *filledFrame(32, 32, 0x5a)), 0) << "background";
 
-  // Denoise on, nothing else, equal sizes: the absent denoiser ends the frame
-  // without drawing. A trailer time of 0.000005 still allows that shortcut.
+  // Denoise on, nothing else, equal sizes: a denoiser that cannot start (no
+  // gyro; on ES 2 there is none) draws nothing, yet the step ends the frame.
+  // A trailer time of 0.000005 still allows that shortcut.
+  if (const auto& denoiser = processor_->tdDenoising()) denoiser->setCameraMotionEstimator(estimatorWithGyro(false));
   processor_->setDenoise(true);
   frame(in, out, 0.000005);
   EXPECT_EQ(maxDifference(*out, *filledFrame(32, 32, 0x5a)), 0) << "denoise shortcut";
@@ -116,14 +138,6 @@ TEST_P(RealTimeProcessorTest, BeautyLevelsMapToStrengthAndStretch) {
   EXPECT_TRUE(processor_->shouldEnableProcess());
 }
 
-class RunningGyro : public GyroSource {
- public:
-  bool isAvailable() const override { return true; }
-  bool start(double, Deliver) override { return true; }
-  void stop() override {}
-  std::string describe() const override { return "running gyro without readings"; }
-};
-
 // With a gyro running but no readings the rotation stays identity, so the
 // stabilised picture is the central 85 % of the input scaled up (ES 3); on
 // ES 2 there is no stabiliser and the flag changes nothing.
@@ -131,10 +145,7 @@ TEST_P(RealTimeProcessorTest, StabilisationRendersStraightIntoAnEqualSizedOutput
   const bool es3 = GetParam() == 3;
   const auto& stabilizer = processor_->videoStabilizer();
   ASSERT_EQ(stabilizer != nullptr, es3);
-  test::TempDir folder;
-  auto manager = std::make_shared<MotionManager>();
-  manager->setSource(std::make_shared<RunningGyro>());
-  auto estimator = std::make_shared<OrvoCameraMotionEstimator>(manager, std::make_shared<KeyValueStore>(folder.path));
+  auto estimator = estimatorWithGyro(true);
   if (stabilizer) {
     stabilizer->setCameraMotionEstimator(estimator);
     // Against the black reference of a fresh start the image refinement
@@ -195,6 +206,33 @@ TEST_P(RealTimeProcessorTest, StabilisationRendersStraightIntoAnEqualSizedOutput
   EXPECT_EQ(maxDifference(*second->imageBuffer(), *out), 0);
   EXPECT_FALSE(estimator->enabled());
   EXPECT_FALSE(stabilizer && stabilizer->enabled());
+}
+
+// With a gyro running (no readings: zero shifts) the denoiser draws the first
+// frame, whose history is the frame itself: a smooth picture comes back as
+// it was, straight into an equal-sized output. Switched off, the next frame
+// hands the gyro back. ES 3 only.
+TEST_P(RealTimeProcessorTest, DenoisingRendersStraightIntoAnEqualSizedOutput) {
+  const auto& denoiser = processor_->tdDenoising();
+  if (GetParam() == 2) {
+    EXPECT_EQ(denoiser, nullptr);
+    return;
+  }
+  ASSERT_NE(denoiser, nullptr);
+  auto estimator = estimatorWithGyro(true);
+  denoiser->setCameraMotionEstimator(estimator);
+  processor_->setDenoise(true);
+  auto in = SampleBuffer::create(test::smoothFrame(64, 36), 1.0);
+  auto out = filledFrame(64, 36, 0);
+  frame(in, out);
+  EXPECT_TRUE(denoiser->enabled());
+  EXPECT_EQ(denoiser->numTex(), 1);
+  EXPECT_LE(maxDifference(*in->imageBuffer(), *out), 2);
+
+  processor_->setDenoise(false);
+  frame(in, out);
+  EXPECT_FALSE(denoiser->enabled());
+  EXPECT_FALSE(estimator->enabled());
 }
 
 NUDORA_INSTANTIATE_FOR_BOTH_APIS(RealTimeProcessorTest);

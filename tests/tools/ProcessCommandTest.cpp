@@ -85,6 +85,35 @@ TEST_F(ProcessCommandTest, LosslessRunGivesTheFramesBackWithGyroOnEveryFrame) {
   EXPECT_NE(run.out.find("frames without gyro data: " + std::to_string(kFrames)), std::string::npos) << run.out;
 }
 
+// --denoise on a noisy clip, with the gyro log and without one (zero shifts,
+// said once): the frames come out closer to the clean ones than they went in.
+TEST_F(ProcessCommandTest, DenoiseBringsANoisyClipCloserToTheCleanFrames) {
+  if (!EglContext::create(3)) GTEST_SKIP() << "denoising needs OpenGL ES 3";
+  const std::string d = out_.path + "/noisy";
+  auto run = test::runNudora("synth -o " + shellQuoted(d) + " --size 96x64 --seconds 1.2 --lossless --seed 2 --noise 10",
+                             logs_.path);
+  ASSERT_EQ(run.status, 0) << run.err;
+  const auto in = test::decodeAll(d + "/input.mkv"), clean = test::decodeAll(d + "/clean.mkv");
+  ASSERT_EQ(in.size(), clean.size());
+  const std::string withLog = " --gyro " + shellQuoted(d + "/gyro.gcsv") + " --focal-px 76.8 --gyro-delay-ms 0";
+  for (const std::string& gyro : {withLog, std::string()}) {
+    run = process(shellQuoted(d + "/input.mkv") + " -o " + shellQuoted(out_.path + "/denoised.mkv") +
+                  " --lossless --denoise" + gyro);
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.out.find("denoising on"), std::string::npos) << run.out;
+    size_t said = 0;
+    for (size_t at = run.err.find("no gyro log"); at != std::string::npos; at = run.err.find("no gyro log", at + 1)) ++said;
+    EXPECT_EQ(said, gyro.empty() ? 1u : 0u) << run.err;
+    const auto out = test::decodeAll(out_.path + "/denoised.mkv");
+    ASSERT_EQ(out.size(), in.size());
+    double gain = 0.0;  // mean, once the history is full
+    for (size_t i = 8; i < out.size(); ++i) {
+      gain += test::psnr(out[i].bgra, clean[i].bgra) - test::psnr(in[i].bgra, clean[i].bgra);
+    }
+    EXPECT_GT(gain / static_cast<double>(out.size() - 8), 3.0) << (gyro.empty() ? "without" : "with") << " the log";
+  }
+}
+
 TEST_F(ProcessCommandTest, H264RunStaysWithinTheCodecsLoss) {
   if (clips_->h264.empty()) GTEST_SKIP() << "this FFmpeg has no libx264";
   const std::string out = out_.path + "/out.mp4";

@@ -215,12 +215,42 @@ TEST(SynthCommandDefaults, WritesTheThreeFilesAndRefusesBadSizes) {
   EXPECT_NE(run.out.find("--focal-px 51.2"), std::string::npos) << run.out;
 
   for (const char* bad : {"--size 63x48", "--size 8x8", "--fps 0", "--readout-ms 50", "--gyro-axes xxz",
-                          "--gyro-offset-ms 2000"}) {
+                          "--gyro-offset-ms 2000", "--noise -1"}) {
     run = test::runNudora("synth -o " + test::shellQuoted(dir.path + "/bad") + " " + bad, dir.path);
     EXPECT_NE(run.status, 0) << bad;
     EXPECT_EQ(run.errLines(), 1) << bad << ": " << run.err;
     EXPECT_FALSE(fs::exists(dir.path + "/bad/truth.csv")) << bad;
   }
+}
+
+// With --noise the clean frames beside are the clip made without it, byte
+// for byte; the noise has the variance sigma^2 level / 128 and is the same
+// for the same seed.
+TEST(SynthCommandDefaults, NoiseComesWithTheCleanFramesAndDependsOnlyOnTheSeed) {
+  if (!fs::exists(test::nudoraProgram())) GTEST_SKIP() << "the nudora program was not built";
+  test::TempDir dir;
+  const std::string args = " --size 64x48 --seconds 0.3 --lossless --seed 4";
+  for (const char* run : {"plain", "a --noise 10", "b --noise 10"}) {
+    const auto result = test::runNudora("synth -o " + test::shellQuoted(dir.path) + "/" + run + args, dir.path);
+    ASSERT_EQ(result.status, 0) << result.err;
+  }
+  EXPECT_FALSE(fs::exists(dir.path + "/plain/clean.mkv"));
+  const auto plain = test::decodeAll(dir.path + "/plain/input.mkv"), clean = test::decodeAll(dir.path + "/a/clean.mkv");
+  const auto a = test::decodeAll(dir.path + "/a/input.mkv"), b = test::decodeAll(dir.path + "/b/input.mkv");
+  ASSERT_TRUE(plain.size() == 9 && clean.size() == 9 && a.size() == 9 && b.size() == 9);
+  double ratio = 0.0;
+  size_t n = 0;
+  for (size_t i = 0; i < 9; ++i) {
+    EXPECT_EQ(test::maxDifference(plain[i].bgra, clean[i].bgra), 0) << i;
+    EXPECT_EQ(a[i].bgra, b[i].bgra) << i;
+    for (size_t k = 0; k < a[i].bgra.size(); ++k) {
+      const double level = clean[i].bgra[k], d = a[i].bgra[k] - level;
+      if (k % 4 == 3 || level < 16 || level > 224) continue;  // clipping would bias the variance
+      ratio += d * d / (100.0 * level / 128.0);
+      ++n;
+    }
+  }
+  EXPECT_NEAR(ratio / static_cast<double>(n), 1.0, 0.1);
 }
 
 // A log written in scrambled axes on a clock 40 ms ahead: read through the

@@ -1,0 +1,2 @@
+    fragColor = vec4(clamp(result, 0.0, 1.0), base.a);
+}

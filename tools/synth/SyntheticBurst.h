@@ -1,0 +1,36 @@
+#pragma once
+// A handheld burst of still frames for the burst merge: the synthetic scene
+// seen by the shaking camera of the synthetic clip (CameraPath), with
+// sensor-like noise, the gyro log of the whole take, the frames'
+// presentation times and the clean truth of the first (reference) frame.
+//
+// Files in the folder: frame_000.png ... (the noisy frames, lossless),
+// truth.png (frame 0 without noise), gyro.gcsv (device-axis rates with a
+// bias and white noise, on the frames' clock: no delay), frames.txt (one
+// presentation time per line, seconds). The burst starts after a second
+// of rest and half a second of shake onset, in full hand shake. Each file
+// is written under a temporary name and renamed into place.
+
+#include <cstdint>
+#include <string>
+
+namespace nudora::tool {
+
+struct SyntheticBurstSettings {
+  std::string dir;
+  int width = 0;
+  int height = 0;
+  int frames = 8;
+  double fps = 30.0;
+  double readoutMs = 20.0;
+  double focalPx = 0.0;  // > 0
+  double gyroRate = 200.0;
+  uint64_t seed = 1;
+  double noise = 0.0;  // levels at mid-grey, growing with the square root of the level
+};
+
+// Writes the burst; 0 on success, else 1 after one line on standard error.
+// Prints a summary and the command that merges it.
+int writeSyntheticBurst(const SyntheticBurstSettings& settings);
+
+}  // namespace nudora::tool
