@@ -14,6 +14,7 @@
 #include "platform/Clock.h"
 #include "platform/GyroLog.h"
 #include "platform/GyroLogSource.h"
+#include "platform/HostGyroSource.h"
 #include "platform/IioGyroSource.h"
 #include "platform/MotionManager.h"
 #include "platform/PixelBuffer.h"
@@ -56,6 +57,7 @@ struct Running {
   std::shared_ptr<GyroLog> log;
   std::shared_ptr<GyroLogSource> replay;
   std::shared_ptr<IioGyroSource> iio;
+  std::shared_ptr<HostGyroSource> silent;  // denoise without a gyro: zero shifts
   bool gyroRunning = false;
   double readout = 0.0;
   double delay = 0.0;
@@ -220,6 +222,13 @@ gboolean start(GstBaseTransform* transform) {
       return FALSE;
     }
     MotionManager::sharedInstance()->setSource(running->iio);
+  } else if (s.denoise) {
+    // The denoiser runs on a gyro; one that never delivers gives every frame
+    // a zero shift and keeps this machine's own sensor out of the stream.
+    running->silent = std::make_shared<HostGyroSource>();
+    MotionManager::sharedInstance()->setSource(running->silent);
+    GST_ELEMENT_WARNING(self, RESOURCE, SETTINGS,
+                        ("denoise without a gyro: frames are blended without motion compensation"), (nullptr));
   }
   if (s.readoutMs >= 0.0) running->readout = s.readoutMs / 1000.0;
 
@@ -258,7 +267,7 @@ gboolean stop(GstBaseTransform* transform) {
   g_mutex_unlock(&self->lock);
   if (!running) return TRUE;
   if (running->gyroRunning) OrvoCameraMotionEstimator::sharedInstance()->disable();
-  if (running->replay || running->iio) MotionManager::sharedInstance()->setSource(nullptr);
+  if (running->replay || running->iio || running->silent) MotionManager::sharedInstance()->setSource(nullptr);
   if (running->replay) Clock::stopVirtual();
   if (running->log && running->frames > 0 && running->framesWithoutGyro == running->frames) {
     GST_ELEMENT_WARNING(self, STREAM, FAILED, ("no frame had gyro data from '%s'", self->settings->gyroLog.c_str()),
