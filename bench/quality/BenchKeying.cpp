@@ -425,11 +425,11 @@ int main(int argc, char** argv) {
           status = 1;
           continue;
         }
-        auto image = Image::load(composite), matteImage = Image::load(alpha);
-        if (!image || !matteImage) continue;
+        auto image = Image::load(composite), theirMatte = Image::load(alpha);
+        if (!image || !theirMatte) continue;
         std::vector<double> matte(scene.matte.size());
         for (int y = 0; y < h; ++y) {
-          for (int x = 0; x < w; ++x) matte[static_cast<size_t>(y) * w + x] = matteImage->pixel(x, y)[0] / 255.0;
+          for (int x = 0; x < w; ++x) matte[static_cast<size_t>(y) * w + x] = theirMatte->pixel(x, y)[0] / 255.0;
         }
         const double p = psnr(*image, *truth);
         if (p > best.psnr) {
