@@ -40,4 +40,8 @@ awk -v frames="$frames" -v extra="${extra[*]}" '
     printf "soak: %d frames of 1280x720 (--stabilize --style 18 --beauty 2 %s) in %d s\n", frames, extra, t[NR]
     printf "resident memory: %.1f MiB at 10 s, %.1f MiB at the end, peak %.1f MiB, slope %.3f MiB/min\n",
            first, m[NR], peak, slope * 60
+    # Growth that stops early is set-up; growth that goes on is a leak.
+    printf "at each quarter of the run:"
+    for (q = 1; q <= 4; ++q) printf " %.1f", m[int(NR * q / 4)]
+    printf " MiB\n"
   }' "$work/rss"
