@@ -100,7 +100,7 @@ const char* kCaps = GST_VIDEO_CAPS_MAKE("BGRA");
 
 #define SETTINGS_ERROR(self, ...) GST_ELEMENT_ERROR(self, RESOURCE, SETTINGS, (__VA_ARGS__), (nullptr))
 
-void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* spec) {
+void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* param) {
   auto* self = GST_NUDORA_FILTER(object);
   auto text = [&] { return std::string(g_value_get_string(value) ? g_value_get_string(value) : ""); };
   g_mutex_lock(&self->lock);
@@ -120,12 +120,12 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* spe
     case PROP_BEAUTY: s.beauty = g_value_get_int(value); break;
     case PROP_DENOISE: s.denoise = g_value_get_boolean(value); break;
     case PROP_ZOOM: s.zoom = g_value_get_double(value); break;
-    default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec); break;
+    default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, param); break;
   }
   g_mutex_unlock(&self->lock);
 }
 
-void getProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
+void getProperty(GObject* object, guint id, GValue* value, GParamSpec* param) {
   auto* self = GST_NUDORA_FILTER(object);
   g_mutex_lock(&self->lock);
   const Settings& s = *self->settings;
@@ -144,7 +144,7 @@ void getProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
     case PROP_BEAUTY: g_value_set_int(value, s.beauty); break;
     case PROP_DENOISE: g_value_set_boolean(value, s.denoise); break;
     case PROP_ZOOM: g_value_set_double(value, s.zoom); break;
-    default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec); break;
+    default: G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, param); break;
   }
   g_mutex_unlock(&self->lock);
 }
