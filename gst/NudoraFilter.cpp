@@ -349,8 +349,8 @@ GstFlowReturn transformFrame(GstVideoFilter* filter, GstVideoFrame* in, GstVideo
     }
     running->replay->advanceTo(seconds + running->delay + running->readout + kReplayMargin);
   }
-  running->processor->effectPixelBuffer(SampleBuffer::create(input, seconds), output, nullptr, false, false, 1, 0.0,
-                                        0.0);
+  running->processor->effectPixelBuffer(SampleBuffer::create(input, seconds), output, nullptr, false, false,
+                                        OrvoBaseProcessor::kOrientationUpright, 0.0, 0.0);
   if ((running->replay || running->iio) && !estimator->hasValidGyroData()) ++running->framesWithoutGyro;
   ++running->frames;
   return GST_FLOW_OK;

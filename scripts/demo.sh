@@ -46,3 +46,13 @@ build/bench/quality/bench_quality --plot demo-out/camera-path.png \
 awk '$1 == "input" { hi = $3; ki = $4 } $1 == "output" { ho = $3; ko = $4 }
      END { printf "residual shake: %.3f px per frame before, %.3f after (%.0f%%); rolling-shutter skew: %.3f px per frame height before, %.3f after (%.0f%%)\n",
            hi, ho, (hi > 0 ? 100 * ho / hi : 0), ki, ko, (ki > 0 ? 100 * ko / ki : 0) }' demo-out/quality.txt | tee demo-out/residual-shake.txt
+
+
+# The lens effects that run a simulation of their own, animated over the
+# clip's first two seconds: the flood's waves, the water pane's drops and
+# the werewolf's claw marks.
+ffmpeg -v error -nostdin -y -i demo-out/input.mp4 -t 2 -c copy demo-out/input-2s.mp4
+for lens in flood water-pane werewolf; do
+  build/tools/nudora process demo-out/input-2s.mp4 -o "demo-out/lens-$lens.mp4" --lens "$lens"
+done
+rm demo-out/input-2s.mp4

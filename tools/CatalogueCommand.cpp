@@ -158,7 +158,8 @@ int writeSheet(const Kind& kind, const Options& o) {
       label = std::to_string(entry.number) + " " + entry.name;
       processor->setStyleFilter(kind.lens ? 0 : entry.number);
       processor->setLensFilter(kind.lens ? entry.number : 0);
-      processor->effectSampeBuffer(SampleBuffer::create(frame, 0.0), false, false, 1);
+      processor->effectSampeBuffer(SampleBuffer::create(frame, 0.0), false, false,
+                                   OrvoBaseProcessor::kOrientationUpright);
       const auto& result = processor->resultPixelBuffer();
       if (processor->rendered() && result) {
         look = Image::fromPixelBuffer(*result);

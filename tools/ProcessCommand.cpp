@@ -680,8 +680,8 @@ int run(const Options& o) {
       stopAll();
       break;
     }
-    processor->effectPixelBuffer(SampleBuffer::create(item->frame, pts), *out, backgroundFrame, false, false, 1, 0.0,
-                                 0.0);
+    processor->effectPixelBuffer(SampleBuffer::create(item->frame, pts), *out, backgroundFrame, false, false,
+                                 OrvoBaseProcessor::kOrientationUpright, 0.0, 0.0);
     processSeconds += Clock::monotonic() - t0;
     if (!source || !estimator->hasValidGyroData() || !coverage->covers(pts + delay, pts + delay + readout)) {
       ++withoutGyro;

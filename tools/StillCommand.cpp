@@ -50,7 +50,7 @@ struct Options {
   int64_t beauty = 0;
   double zoom = 1.0;
   bool mirror = false;
-  int64_t orientation = 1;
+  int64_t orientation = OrvoBaseProcessor::kOrientationUpright;
   std::string watermark;
   std::string lut;
 };
@@ -307,7 +307,8 @@ void addStillCommand(CLI::App& app) {
   cmd->add_option("--beauty", options->beauty, "beauty level, 0 to 4");
   cmd->add_option("--zoom", options->zoom, "digital zoom factor (1 = none)");
   cmd->add_flag("--mirror", options->mirror, "the input is mirrored, as from a front camera");
-  cmd->add_option("--orientation", options->orientation, "orientation code, 1 to 4");
+  cmd->add_option("--orientation", options->orientation,
+                  "orientation code: 3 upright as stored (default), 4 half a turn, 1 and 2 the portrait codes");
   cmd->add_option("--watermark", options->watermark, "PNG to draw as a watermark");
   cmd->add_option("--lut", options->lut,
                   ".cube 3D lookup table to grade with, in place of the style's own table (alone when no style)");

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "effects/OrvoEffectFlood.h"
+#include "effects/OrvoEffectParticle.h"
+#include "effects/OrvoEffectWaterPane.h"
 #include "filters/CubeLookupTable.h"
 #include "filters/LookupTableImage.h"
 #include "filters/OrvoFilterDescriptor.h"
@@ -51,6 +54,9 @@ OrvoBaseProcessor::~OrvoBaseProcessor() {
       stageGaussianBlur_.reset();
       stageMinMax_.reset();
       stageWatermark_.reset();
+      effectParticle_.reset();
+      effectFlood_.reset();
+      effectWaterPane_.reset();
     }
     context_.reset();
   });
@@ -109,6 +115,14 @@ bool OrvoBaseProcessor::createResources() {
   stageGaussianBlur_->setupGL();
   if (!stageMinMax_) stageMinMax_ = std::make_shared<OrvoStageMinMax>();
   stageMinMax_->setupGL();
+  if (!effectParticle_) effectParticle_ = std::make_shared<OrvoEffectParticle>();
+  effectParticle_->setupGL();
+  if (isGLES3()) {
+    if (!effectFlood_) effectFlood_ = std::make_shared<OrvoEffectFlood>();
+    effectFlood_->setupGL();
+    if (!effectWaterPane_) effectWaterPane_ = std::make_shared<OrvoEffectWaterPane>();
+    effectWaterPane_->setupGL();
+  }
   if (!stageWatermark_) stageWatermark_ = std::make_shared<OrvoStageWatermark>();
   stageWatermark_->setupGL();
   setWatermarkGreyness(1.0f);
@@ -295,8 +309,29 @@ void OrvoBaseProcessor::updateStyleFilter(int64_t styleIndex) {
 void OrvoBaseProcessor::updateLensFilter(int64_t lensIndex, int32_t width, int32_t height) {
   makeCurrent();
   auto catalogue = OrvoFilterDescriptor::sharedInstance();
-  // The flood (29) and water-pane (30) effects and the particle lenses
-  // (lens_type 1) switch their effect objects here once those exist.
+  if (isGLES3()) {
+    if (effectFlood_) {
+      if (lensIndex == kFloodLens) {
+        effectFlood_->enable();
+      } else {
+        effectFlood_->disable();
+      }
+    }
+    if (effectWaterPane_) {
+      if (lensIndex == kWaterPaneLens) {
+        effectWaterPane_->enable();
+      } else {
+        effectWaterPane_->disable();
+      }
+    }
+  }
+  if (effectParticle_) {
+    if (catalogue->getLensFilterType(lensIndex) == 1) {
+      effectParticle_->enableFor(lensIndex);
+    } else {
+      effectParticle_->disable();
+    }
+  }
   auto auxilary = catalogue->getLensAuxilaryName(lensIndex);
   if (auxilary && !OrvoProcessHelpers::pathFromImage(*auxilary, "").empty()) {
     OrvoProcessHelpers::loadImage(Image::imageNamed(*auxilary), &lensAuxilaryTexture_);
@@ -343,7 +378,7 @@ int32_t OrvoBaseProcessor::calculateBlurLevelWithWidth(int32_t width, int32_t he
   if (localToneMappingType_ != 0 || catalogue->getStyleFilterForceHDR(currentStyleFilter_) != 0) {
     level = std::max<int64_t>(level, large ? 4 : 3);
   }
-  // The water-pane effect (needing level 1) joins here once it exists.
+  if (effectWaterPane_ && effectWaterPane_->enabled()) level = std::max<int64_t>(level, 1);
   if (!large) level = std::min<int64_t>(level, 3);
   return static_cast<int32_t>(level);
 }
@@ -440,7 +475,26 @@ bool OrvoBaseProcessor::effectFilterWithInputTexture(GLuint inputTexture, int32_
   const bool large = isLarge(inputWidth, inputHeight);
   GLuint source = inputTexture;
 
-  // The flood effect (lens 29) draws here once it exists.
+  // The flood and the water pane draw straight into the output when nothing
+  // else follows and the output has the input's size (any other size needs
+  // the filter pass's scaling and aspect crop).
+  int64_t direction = orientation;
+  if (mirror && direction == 4) {
+    direction = 3;
+  } else if (mirror && direction == 3) {
+    direction = 4;
+  }
+  const bool zoomPending = digitalZoom_ <= 0.9999f || digitalZoom_ > 1.0001f;
+  const bool resized = outputWidth != inputWidth || outputHeight != inputHeight;
+  if (effectFlood_ && effectFlood_->enabled()) {
+    const bool more = needMoreEffect() || zoomPending || resized;
+    effectFlood_->process(source, inputWidth, inputHeight, more ? swapTexture : outTexture, mirror, orientation);
+    if (!more) {
+      glFlush();
+      return true;
+    }
+    source = swapTexture;
+  }
   if (!canProcess_) return false;
 
   const int32_t blurLevel = calculateBlurLevelWithWidth(inputWidth, inputHeight);
@@ -459,8 +513,22 @@ bool OrvoBaseProcessor::effectFilterWithInputTexture(GLuint inputTexture, int32_
     }
   }
   if (!canProcess_) return false;
-  // The particle effect (lens_type 1) and the water pane (lens 30) draw here
-  // once they exist.
+  if (effectParticle_ && catalogue->getLensFilterType(currentLensFilter_) == 1) {
+    effectParticle_->processTex(source, swapTexture, inputWidth, inputHeight, squareVertices, textureVertices);
+    source = swapTexture;
+  }
+  if (!canProcess_) return false;
+  if (effectWaterPane_ && effectWaterPane_->enabled()) {
+    const bool more = needMoreEffect() || resized;
+    effectWaterPane_->process(source, stageGaussianBlur_ ? stageGaussianBlur_->level1GaussianTexture() : 0, inputWidth,
+                              inputHeight, more ? swapTexture : outTexture, mirror, orientation, digitalZoom_);
+    zoomed = true;
+    if (!more) {
+      glFlush();
+      return true;
+    }
+    source = swapTexture;
+  }
   if (!canProcess_) return false;
 
   glViewport(0, 0, outputWidth, outputHeight);
@@ -521,12 +589,6 @@ bool OrvoBaseProcessor::effectFilterWithInputTexture(GLuint inputTexture, int32_
   glUniform1f(uniform(program, "frameCount"), static_cast<float>(frameCount_));
   glUniform1i(uniform(program, "isPostprocessing"), isPostprocessing ? 1 : 0);
 
-  int64_t direction = orientation;
-  if (mirror && direction == 4) {
-    direction = 3;
-  } else if (mirror && direction == 3) {
-    direction = 4;
-  }
   glUniform1i(uniform(program, "direction"), static_cast<GLint>(direction));
 
   if (catalogue->doesFilterRequrePosition(lensFilter_)) {

@@ -16,8 +16,9 @@
 // pass. The processor must not be destroyed on its own queue.
 //
 // Ownership: pixel buffers stay the caller's; the processor keeps no frame.
-// The particle, flood and water-pane effects are not part of this build; the
-// processor runs as without them (as on an ES 2 context).
+// The particle effect is made on every context; the flood (lens 29) and
+// water-pane (lens 30) effects only on ES 3, where those two lenses switch
+// them on. On ES 2 the two lenses draw the plain filter pass.
 
 #include <GLES3/gl3.h>
 
@@ -39,6 +40,9 @@
 namespace nudora {
 
 class Image;
+class OrvoEffectFlood;
+class OrvoEffectParticle;
+class OrvoEffectWaterPane;
 class OrvoStageGaussianBlur;
 class OrvoStageMinMax;
 class OrvoStageWatermark;
@@ -156,6 +160,10 @@ class OrvoBaseProcessor {
   const std::shared_ptr<OrvoStageGaussianBlur>& stageGaussianBlur() const { return stageGaussianBlur_; }
   const std::shared_ptr<OrvoStageMinMax>& stageMinMax() const { return stageMinMax_; }
   const std::shared_ptr<OrvoStageWatermark>& stageWatermark() const { return stageWatermark_; }
+  const std::shared_ptr<OrvoEffectParticle>& effectParticle() const { return effectParticle_; }
+  // Null on an ES 2 context.
+  const std::shared_ptr<OrvoEffectFlood>& effectFlood() const { return effectFlood_; }
+  const std::shared_ptr<OrvoEffectWaterPane>& effectWaterPane() const { return effectWaterPane_; }
   const std::shared_ptr<TextureCache>& inputTexCache() const { return inputTexCache_; }
   const std::shared_ptr<TextureCache>& outputTexCache() const { return outputTexCache_; }
 
@@ -166,6 +174,14 @@ class OrvoBaseProcessor {
   // An input above this size on either side counts as large.
   static constexpr int32_t kLargeSide = 2400;
   static bool isLarge(int32_t width, int32_t height) { return width > kLargeSide || height > kLargeSide; }
+  // Orientation codes: 3 shows the frame upright as stored (a phone held in
+  // landscape), 4 half a turn, 1 and 2 are the portrait codes, under which
+  // the frame's rows run along the screen's x. Hosts and files whose frames
+  // are already upright pass kOrientationUpright.
+  static constexpr int64_t kOrientationUpright = 3;
+  // The lenses drawn by effects of their own rather than by a catalogue row.
+  static constexpr int64_t kFloodLens = 29;
+  static constexpr int64_t kWaterPaneLens = 30;
 
  protected:
   // Runs block on the queue and waits, or in place when already on a processor queue.
@@ -212,6 +228,9 @@ class OrvoBaseProcessor {
   std::shared_ptr<OrvoStageGaussianBlur> stageGaussianBlur_;
   std::shared_ptr<OrvoStageMinMax> stageMinMax_;
   std::shared_ptr<OrvoStageWatermark> stageWatermark_;
+  std::shared_ptr<OrvoEffectParticle> effectParticle_;
+  std::shared_ptr<OrvoEffectFlood> effectFlood_;
+  std::shared_ptr<OrvoEffectWaterPane> effectWaterPane_;
   std::shared_ptr<Image> internalWatermarkImage_;
   // The imported grade's table image, and whether style3DLUTTexture_ must
   // be filled again before the next pass (both on the queue only).

@@ -1,4 +1,5 @@
-// Filter names: one per catalogue row, style and lens, unambiguous once case
+// Filter names: one per catalogue row, style and lens, and one for each lens
+// drawn by an effect of its own (flood, water pane), unambiguous once case
 // and separators are folded away, resolving back to their numbers; mistyped
 // names get the nearest ones suggested.
 #include <gtest/gtest.h>
@@ -9,6 +10,7 @@
 
 #include "filters/OrvoFilterDescriptor.h"
 #include "filters/FilterNames.h"
+#include "gpu/OrvoBaseProcessor.h"
 
 namespace nudora {
 namespace {
@@ -19,10 +21,16 @@ TEST(FilterNamesTest, EveryCatalogueRowHasOneNameThatLeadsBackToIt) {
     const std::vector<FilterName>& names;
     const std::vector<OrvoFilterRow>& rows;
     const char* key;
-  } halves[] = {{styleNames(), catalogue->styleFilterDesicriptor(), "styleid"},
-                {lensNames(), catalogue->lensFilterDesicriptor(), "lensid"}};
+    std::vector<int64_t> effects;
+  } halves[] = {{styleNames(), catalogue->styleFilterDesicriptor(), "styleid", {}},
+                {lensNames(), catalogue->lensFilterDesicriptor(), "lensid",
+                 {OrvoBaseProcessor::kFloodLens, OrvoBaseProcessor::kWaterPaneLens}}};
   for (const auto& half : halves) {
-    ASSERT_EQ(half.names.size(), half.rows.size()) << half.key;
+    ASSERT_EQ(half.names.size(), half.rows.size() + half.effects.size()) << half.key;
+    for (int64_t number : half.effects) {
+      EXPECT_FALSE(catalogue->lensRow(number)) << number;
+      EXPECT_TRUE(filterNameOf(half.names, number)) << number;
+    }
     std::set<std::string> folded;
     for (const auto& row : half.rows) {
       const int64_t number = *row.integer(half.key);
@@ -51,7 +59,8 @@ TEST(FilterNamesTest, NamesFoldCaseAndSeparatorsNumbersPassAndStrangersAreRefuse
   EXPECT_FALSE(filterNamed(styleNames(), ""));
   EXPECT_FALSE(filterNamed(styleNames(), "polaroid"));
   EXPECT_EQ(filterNamed(lensNames(), "Fish_Eye"), 5);
-  EXPECT_FALSE(filterNamed(lensNames(), "30"));  // lenses 29 to 33 have no row
+  EXPECT_EQ(filterNamed(lensNames(), "Water pane"), 30);
+  EXPECT_FALSE(filterNamed(lensNames(), "31"));  // lenses 31 to 33: no row and no effect of their own
 }
 
 TEST(FilterNamesTest, MistypedNamesSuggestTheNearestAndNonsenseSuggestsNothing) {

@@ -94,7 +94,9 @@ TEST_P(LensLookTest, AnimatedLensesChangeFromOneFrameToTheNext) {
 TEST_P(LensLookTest, ValueOneFadesTheColourLensesOutBelowOneHalf) {
   auto picture = test::naturalPicture(8);
   ASSERT_TRUE(picture);
-  for (int64_t lens : {8, 13, 14, 15, 16, 17, 18, 19, 35, 36, 38, 39}) {
+  // Werewolf (39) is left out: its claw marks come from the particle effect,
+  // which value1 does not fade.
+  for (int64_t lens : {8, 13, 14, 15, 16, 17, 18, 19, 35, 36, 38}) {
     auto full = render(picture, 0, lens);
     processor_->setValue1(0.25f, lens, OrvoFilter::kTypeLens);
     auto half = render(picture, 0, lens);

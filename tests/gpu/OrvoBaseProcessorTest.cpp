@@ -1,6 +1,10 @@
 // The base processor: its parameter rules (no GPU), and the effect pass on
 // ES 3 and ES 2 contexts against CPU references.
 #include "GpuTestSupport.h"
+#include "effects/OrvoEffectFlood.h"
+#include "effects/OrvoEffectParticle.h"
+#include "effects/OrvoEffectWaterPane.h"
+#include "effects/OrvoParticleSystem.h"
 #include "gpu/OrvoBaseProcessor.h"
 #include "platform/NotificationCenter.h"
 #include "platform/PixelBuffer.h"
@@ -97,6 +101,48 @@ TEST_P(ProcessorPassTest, ProgramIsRebuiltOnlyWhenItsIngredientsChange) {
   EXPECT_EQ(processor_->currentStyleFilter(), 29);
   EXPECT_EQ(processor_->calculateBlurLevelWithWidth(32, 18), 3);
   EXPECT_EQ(processor_->calculateBlurLevelWithWidth(2401, 1080), 4);
+}
+
+// Lenses 29 and 30 have no catalogue row: on ES 3 they switch on the flood
+// and the water pane, which draw straight into the output; on ES 2 there are
+// no such effects and the plain filter pass copies the frame. Werewolf (39)
+// switches the shared particle system to its claw marks, lens 0 drops them.
+TEST_P(ProcessorPassTest, EffectLensesSwitchTheirEffectsOnEs3AndCopyOnEs2) {
+  auto input = test::randomFrame(320, 180, 7);
+  auto first = PixelBuffer::create(320, 180), second = PixelBuffer::create(320, 180);
+  const bool es3 = processor_->isGLES3();
+  ASSERT_EQ(processor_->effectFlood() != nullptr, es3);
+  ASSERT_EQ(processor_->effectWaterPane() != nullptr, es3);
+  ASSERT_TRUE(processor_->effectParticle());
+  for (int64_t lens : {OrvoBaseProcessor::kFloodLens, OrvoBaseProcessor::kWaterPaneLens}) {
+    processor_->setLensFilter(lens);
+    ASSERT_TRUE(processor_->renderPixelBuffer(input, first, false, false, 3));
+    ASSERT_TRUE(processor_->renderPixelBuffer(input, second, false, false, 3));
+    if (!es3) {
+      EXPECT_LE(test::maxDifference(*first, *input), 1) << "lens " << lens;
+      continue;
+    }
+    const bool flood = lens == OrvoBaseProcessor::kFloodLens;
+    EXPECT_EQ(processor_->effectFlood()->enabled(), flood);
+    EXPECT_EQ(processor_->effectWaterPane()->enabled(), !flood);
+    EXPECT_GT(test::meanAbsoluteDifference(*first, *input), 2.0) << "lens " << lens;
+    // The flood's waves move each frame; the pane's drops stay put.
+    if (flood) {
+      EXPECT_GT(test::meanAbsoluteDifference(*first, *second), 0.05);
+    } else {
+      EXPECT_LE(test::maxDifference(*first, *second), 1);
+    }
+  }
+  processor_->setLensFilter(39);
+  ASSERT_TRUE(processor_->renderPixelBuffer(input, first, false, false, 3));
+  if (es3) {
+    EXPECT_FALSE(processor_->effectFlood()->enabled() || processor_->effectWaterPane()->enabled());
+  }
+  EXPECT_EQ(processor_->effectParticle()->particleSystem()->lensFilter(), 39);
+  processor_->setLensFilter(0);
+  ASSERT_TRUE(processor_->renderPixelBuffer(input, first, false, false, 3));
+  EXPECT_EQ(processor_->effectParticle()->particleSystem()->lensFilter(), 0);
+  EXPECT_EQ(test::maxDifference(*first, *input), 0);
 }
 
 NUDORA_INSTANTIATE_FOR_BOTH_APIS(ProcessorPassTest);

@@ -208,7 +208,7 @@ TEST_F(ProcessCommandTest, BadInputGetsOneLineAFailingExitAndNoFile) {
   const std::string good = in + " -o " + shellQuoted(d + "/out.mkv") + " --lossless";
   const std::pair<std::string, const char*> cases[] = {
       {good + " --style 63", "style 63"},
-      {good + " --lens 30", "lens 30"},
+      {good + " --lens 31", "lens 31"},
       {good + " --beauty 5", "beauty"},
       {good + " --zoom 0", "zoom"},
       {good + " --zoom 1e9", "zoom"},

@@ -72,7 +72,7 @@ TEST_F(StillCommandTest, BadInputGetsOneLineAFailingExitAndNoFile) {
   ASSERT_TRUE(Image(16385, 1).write((dir_ / "wide.png").string()));
   const std::string good = q(dir_ / "in.png") + " -o " + q(dir_ / "out.png");
   const std::pair<std::string, const char*> cases[] = {
-      {good + " --style 63", "style 63"},        {good + " --lens 30", "lens 30"},
+      {good + " --style 63", "style 63"},        {good + " --lens 31", "lens 31"},
       {good + " --beauty 5", "beauty"},          {good + " --zoom 0", "zoom"},
       {good + " --orientation 5", "orientation"},
       {good + " --tone-mapping 4", "tone mapping"}, {good + " --lens 11 --lens-center nan,0.5", "lens centre"}, {good + " --watermark " + q(dir_ / "notes.txt"), "notes.txt"},

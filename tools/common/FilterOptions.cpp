@@ -5,6 +5,7 @@
 
 #include "filters/OrvoFilterDescriptor.h"
 #include "filters/FilterNames.h"
+#include "gpu/OrvoBaseProcessor.h"
 
 namespace nudora::tool {
 
@@ -14,8 +15,9 @@ std::string filterOptionProblem(int64_t style, int64_t lens, int64_t beauty, dou
     return "unknown style " + std::to_string(style) + " (0 for none, or a style number of the catalogue, 1 to " +
            std::to_string(OrvoFilterDescriptor::kStyleIndexCount) + ")";
   }
-  if (lens != 0 && !catalogue->lensRow(lens)) {
-    return "unknown lens " + std::to_string(lens) + " (0 for none, or a lens number of the catalogue: 1-28, 34-44)";
+  const bool effectLens = lens == OrvoBaseProcessor::kFloodLens || lens == OrvoBaseProcessor::kWaterPaneLens;
+  if (lens != 0 && !effectLens && !catalogue->lensRow(lens)) {
+    return "unknown lens " + std::to_string(lens) + " (0 for none, or a lens number of the catalogue: 1-30, 34-44)";
   }
   if (beauty < 0 || beauty > 4) return "beauty level " + std::to_string(beauty) + " is out of range (0 to 4)";
   if (!(zoom >= 1.0 && zoom <= 8.0)) {
