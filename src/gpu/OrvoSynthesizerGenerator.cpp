@@ -6,8 +6,8 @@
 namespace nudora {
 
 std::string OrvoSynthesizerGenerator::generateShaderCodewithForFunction(int64_t synthesisType) {
-  // No body piece has been written yet: a missing piece adds nothing, and
-  // every type builds the common frame alone.
+  // The bodies are looked up by name: a build without one of them still
+  // assembles, and a missing piece adds nothing, as an unknown type does.
   const char* body = nullptr;
   switch (synthesisType) {
     case 1: body = shaderPieceNamed("fshHDR"); break;
@@ -15,6 +15,10 @@ std::string OrvoSynthesizerGenerator::generateShaderCodewithForFunction(int64_t 
     case 3: body = shaderPieceNamed("fshMotionSequence"); break;
     default: break;
   }
+  return generateShaderCodewithBodyPiece(body);
+}
+
+std::string OrvoSynthesizerGenerator::generateShaderCodewithBodyPiece(const char* body) {
   std::string text;
   text.reserve(262144);
   // Synthesis programs link with the ES 3 vertex shader, so their fragment

@@ -14,6 +14,11 @@ namespace nudora {
 class OrvoSynthesizerGenerator {
  public:
   static std::string generateShaderCodewithForFunction(int64_t synthesisType);
+  // The same frame around any stored body piece (nullptr: none), for hosts
+  // that merge with a body no synthesis type selects, such as
+  // fshSynthesisAdd, fshSynthesisAver, fshSynthesisDarken or
+  // fshSynthesisLighten.
+  static std::string generateShaderCodewithBodyPiece(const char* body);
 };
 
 }  // namespace nudora
