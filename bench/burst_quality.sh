@@ -6,8 +6,9 @@
 # and the ideal gain of averaging N frames of independent noise,
 # 10 log10(N), over the reference frame.
 #
-#   bench/burst_quality.sh [build-dir] [frames] [sigma] [readout-ms] [seed]
-#   (defaults: build 8 14 20 1; 1632 x 1224 frames)
+#   bench/burst_quality.sh [build-dir] [frames] [sigma] [readout-ms] [seed] [shake]
+#   (defaults: build 8 14 20 1 0.25; 1632 x 1224 frames, held still without
+#   pans; shake 1 is the walking clip's hand shake)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build}
@@ -15,13 +16,14 @@ frames=${2:-8}
 sigma=${3:-14}
 readout=${4:-20}
 seed=${5:-1}
+shake=${6:-0.25}
 nudora=$build/tools/nudora
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export NUDORA_CONFIG_DIR=$work/config  # no stored gyro drift from elsewhere
 
 "$nudora" synth --burst "$frames" --noise "$sigma" --size 1632x1224 --readout-ms "$readout" --seed "$seed" \
-  -o "$work/burst" >/dev/null
+  --shake "$shake" -o "$work/burst" >/dev/null
 focal=1305.6  # synth's default, 0.8 x width
 
 psnr() {
@@ -38,7 +40,7 @@ ffmpeg -v error -nostdin -y -framerate 30 -i "$work/burst/frame_%03d.png" \
   -vf "tmix=frames=$frames,select=eq(n\,$((frames - 1)))" -frames:v 1 "$work/mean.png"
 
 reference=$(psnr "$work/burst/frame_000.png")
-printf '%-34s %8s %9s\n' "burst ${frames} x 1632x1224, sigma $sigma, readout ${readout} ms" "PSNR" "gain"
+printf '%-34s %8s %9s\n' "burst ${frames} x 1632x1224, sigma $sigma, readout ${readout} ms, shake $shake" "PSNR" "gain"
 row() { printf '%-34s %8.2f dB %+6.2f dB\n' "$1" "$2" "$(echo "$2 - $reference" | bc -l)"; }
 row "reference frame alone" "$reference"
 row "plain mean of all frames" "$(psnr "$work/mean.png")"

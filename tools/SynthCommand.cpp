@@ -77,6 +77,7 @@ struct Options {
   double gyroOffsetMs = 0.0;
   double noise = 0.0;  // levels at mid-grey; 0: none
   int burst = 0;       // frames of a still burst instead of a clip; 0: a clip
+  double shake = 0.25; // a burst's hand shake, times the clip's
 };
 
 void fail(const std::string& message) { std::fprintf(stderr, "nudora synth: %s\n", message.c_str()); }
@@ -181,7 +182,8 @@ int run(const Options& o) {
 
   const double focal = o.focalPx > 0.0 ? o.focalPx : 0.8 * width;
   if (o.burst > 0) {
-    return writeSyntheticBurst({o.dir, width, height, o.burst, o.fps, o.readoutMs, focal, o.gyroRate, o.seed, o.noise});
+    return writeSyntheticBurst(
+        {o.dir, width, height, o.burst, o.fps, o.readoutMs, focal, o.gyroRate, o.seed, o.noise, o.shake});
   }
   const double readout = o.readoutMs / 1000.0;
   const bool lossless = o.lossless || !VideoWriter::hasH264Encoder();
@@ -368,6 +370,9 @@ void addSynthCommand(CLI::App& app) {
   cmd->add_option("--burst", options->burst,
                   "write a handheld burst of this many still frames (PNG, with the clean first frame in truth.png "
                   "and the frame times in frames.txt) instead of a clip");
+  cmd->add_option("--shake", options->shake,
+                  "a burst's hand shake as a fraction of the clip's walking shake, held still without pans "
+                  "(default 0.25)");
   cmd->callback([options] { setExitCode(run(*options)); });
 }
 

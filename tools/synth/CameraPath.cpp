@@ -64,13 +64,16 @@ std::array<double, 3> Rotation::toVector() const {
   return {q.x * scale, q.y * scale, q.z * scale};
 }
 
-CameraPath::CameraPath(uint64_t seed, double restSeconds) : rest_(restSeconds) {
+CameraPath::CameraPath(uint64_t seed, double restSeconds) : CameraPath(seed, restSeconds, 1.0, true) {}
+
+CameraPath::CameraPath(uint64_t seed, double restSeconds, double shakeScale, bool pans)
+    : rest_(restSeconds), pans_(pans) {
   SynthRandom random(seed ^ 0x5DEECE66Dull);
   for (int axis = 0; axis < 3; ++axis) {
     const auto& table = axis == 2 ? kShakeRoll : kShakeXY;
     for (int k = 0; k < kWaves; ++k) {
-      shake_[axis][k] = {table[k][0] * kDegree * random.uniform(0.8, 1.2), table[k][1] * random.uniform(0.9, 1.1),
-                         random.uniform(0.0, 2.0 * kPi)};
+      shake_[axis][k] = {shakeScale * table[k][0] * kDegree * random.uniform(0.8, 1.2),
+                         table[k][1] * random.uniform(0.9, 1.1), random.uniform(0.0, 2.0 * kPi)};
     }
   }
   panPhase_ = random.uniform(-0.5, 0.5);
@@ -90,6 +93,7 @@ std::array<double, 3> CameraPath::angles(double t) const {
     }
     a[axis] = envelope * sum;
   }
+  if (!pans_) return a;
   a[0] += kPanYaw * (1.0 + panPhase_) * 0.5 * (1.0 - std::cos(2.0 * kPi * u / kPanYawPeriod));
   a[1] += kPanPitch * 0.5 * (1.0 - std::cos(2.0 * kPi * u / kPanPitchPeriod));
   return a;

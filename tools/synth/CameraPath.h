@@ -1,6 +1,7 @@
 #pragma once
 // The known camera path of the synthetic shaky clip: a rest for the gyro's
 // zero-drift calibration, then slow pans with hand shake of 1 to 10 Hz.
+// A held still (a burst) has no pans and a fraction of the walking shake.
 //
 // Axes and sense follow the stabiliser's conventions: the camera's own axes
 // are the image axes (x right along a row, y up, z out of the picture, the
@@ -35,6 +36,8 @@ class CameraPath {
   // seed varies the shake's phases and frequencies; restSeconds of stillness
   // come first; the motion ends smoothly at no particular time (it goes on).
   CameraPath(uint64_t seed, double restSeconds);
+  // Without pans and with every shake amplitude times shakeScale.
+  CameraPath(uint64_t seed, double restSeconds, double shakeScale, bool pans);
 
   Rotation orientation(double t) const;
   // Body rate in image axes, rad/s (central difference of orientation).
@@ -55,6 +58,7 @@ class CameraPath {
   double rest_;
   std::array<std::array<Wave, kWaves>, 3> shake_{};
   double panPhase_ = 0.0;
+  bool pans_ = true;
 };
 
 }  // namespace nudora::tool

@@ -20,7 +20,7 @@ namespace nudora::tool {
 namespace {
 
 // A second at rest, then the shake fades in over half a second: the burst
-// is taken after both, in full shake and slow pan.
+// is taken after both.
 constexpr double kRestSeconds = 1.0;
 constexpr double kBurstStart = 2.0;
 constexpr int kMaxFrames = 128;
@@ -66,7 +66,8 @@ int writeSyntheticBurst(const SyntheticBurstSettings& s) {
   }
   if (!(s.focalPx > 0.0)) return fail("the burst needs a positive focal length");
   const double frameSeconds = 1.0 / s.fps, readout = s.readoutMs / 1000.0;
-  const CameraPath path(s.seed, kRestSeconds);
+  if (!(s.shake >= 0.0)) return fail("the shake is a factor of 0 or more");
+  const CameraPath path(s.seed, kRestSeconds, s.shake, false);
   auto rowTime = [&](int frame, int row) { return kBurstStart + frame * frameSeconds + readout * row / s.height; };
 
   // The far plane's region the burst sees: both ends of every 8th row, under

@@ -3,12 +3,15 @@
 // seen by the shaking camera of the synthetic clip (CameraPath), with
 // sensor-like noise, the gyro log of the whole take, the frames'
 // presentation times and the clean truth of the first (reference) frame.
+// The camera is held still: no pans, and the clip's hand shake scaled down
+// (shake 1 is the walking clip's, about 10 deg/s per axis; the default
+// 0.25, about 2.6 deg/s, is a phone held out at arm's length).
 //
 // Files in the folder: frame_000.png ... (the noisy frames, lossless),
 // truth.png (frame 0 without noise), gyro.gcsv (device-axis rates with a
 // bias and white noise, on the frames' clock: no delay), frames.txt (one
 // presentation time per line, seconds). The burst starts after a second
-// of rest and half a second of shake onset, in full hand shake. Each file
+// of rest and half a second of shake onset. Each file
 // is written under a temporary name and renamed into place.
 
 #include <cstdint>
@@ -27,6 +30,7 @@ struct SyntheticBurstSettings {
   double gyroRate = 200.0;
   uint64_t seed = 1;
   double noise = 0.0;  // levels at mid-grey, growing with the square root of the level
+  double shake = 0.25;  // times the walking clip's hand shake
 };
 
 // Writes the burst; 0 on success, else 1 after one line on standard error.
