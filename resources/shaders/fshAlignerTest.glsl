@@ -14,21 +14,9 @@
 // and the same footprint on the reference, whatever its own size. A burst
 // is noisy by nature; the averaging takes about half of the noise out of
 // every comparison, and so sharpens the scores' minimum.
-in vec2 uv;
-uniform sampler2D original;
+#prelude candidate_scoring
 uniform sampler2D ref_tex;
 uniform vec4 q0;
-uniform float test_step;
-uniform float block_size;
-out vec4 fragColor;
-
-// Share of the picture the sample grid covers, centred; the border is left
-// out because the warp clamps there.
-const float kRegion = 0.8;
-
-float luminance(vec3 c) {
-    return dot(c, vec3(0.299, 0.587, 0.114));
-}
 
 float smoothedLuminance(sampler2D image, vec2 at, vec2 h) {
     vec3 c = texture(image, at + h).rgb + texture(image, at - h).rgb + texture(image, at + vec2(h.x, -h.y)).rgb +

@@ -1,4 +1,5 @@
 #prelude es3
+#prelude upright
 // Flood: the picture stands as a wall scene_distance ahead of the eye, and
 // water fills the floor water_position below it (negative is below). Rays
 // leave the eye through (x * aspect, y, kFocal) for the upright frame's x, y
@@ -23,7 +24,6 @@ uniform float amplitude;
 uniform float reflection;
 uniform float water_position;
 uniform float scene_distance;
-uniform int direction;
 uniform vec4 q;
 uniform vec4 q_inv;
 out vec4 fragColor;
@@ -34,13 +34,6 @@ const float kRipple = 0.2;
 const vec3 kWaterColour = vec3(0.04, 0.10, 0.12);
 
 vec3 rotate(vec4 r, vec3 v) { return v + 2.0 * cross(r.xyz, cross(r.xyz, v) + r.w * v); }
-
-vec2 uprightOf(vec2 p) {
-    if (direction == 4) return 1.0 - p;
-    if (direction == 1) return vec2(1.0 - p.y, p.x);
-    if (direction == 2) return vec2(p.y, 1.0 - p.x);
-    return p;
-}
 
 vec2 outputOf(vec2 p) {
     if (direction == 4) return 1.0 - p;

@@ -10,7 +10,8 @@
 // one point of a 16 x 16 grid over the central part of the output and
 // writes the absolute luminance difference v as R = floor(255 v) / 255 and
 // G = fract(255 v): the diff pass reads it back as r + g / 255.
-#prelude stabilizer_test_inputs
+#prelude candidate_scoring
+uniform sampler2D last_tex;
 
 void main() {
     vec2 texel = floor(gl_FragCoord.xy);

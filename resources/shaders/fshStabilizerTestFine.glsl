@@ -6,7 +6,8 @@
 // difference of its local luminance gradients, measured over one reference
 // texel. The gradient terms do not change with a uniform exposure shift
 // between the reference and the frame, so texture, not brightness, decides.
-#prelude stabilizer_test_inputs
+#prelude candidate_scoring
+uniform sampler2D last_tex;
 
 float warpedLuminance(vec2 position, vec4 shift) {
     vec4 q = quatMultiply(bandRotation(bandOf(position.y)), shift);

@@ -1,4 +1,5 @@
 #prelude es3
+#prelude upright
 #prelude water_pane
 #prelude water_pane_look
 // The frame through the wet pane in one pass, without the displacement

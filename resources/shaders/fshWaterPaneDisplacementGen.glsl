@@ -1,4 +1,5 @@
 #prelude es3
+#prelude upright
 #prelude water_pane
 // The wet pane per output pixel, for fshWaterPaneDisplacement to read back
 // each frame: x, y the offset in output pixels (rounded), z the light term

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
 #include "gpu/OrvoProcessHelpers.h"
 #include "gpu/ShaderPieces.h"
 #include "platform/Console.h"
+#include "platform/EglContext.h"
 
 namespace nudora {
 
@@ -16,13 +16,6 @@ constexpr int kSide = OrvoEffectFlood::kFieldSide;
 constexpr int kMask = kSide - 1;
 
 inline size_t cell(int y, int x) { return static_cast<size_t>(y & kMask) * kSide + static_cast<size_t>(x & kMask); }
-
-int glesMajorVersion() {
-  const char* version = reinterpret_cast<const char*>(glGetString(GL_VERSION));
-  int major = 2;
-  if (!version || std::sscanf(version, "OpenGL ES %d", &major) != 1) major = 2;
-  return major;
-}
 
 }  // namespace
 
@@ -37,20 +30,12 @@ OrvoEffectFlood::~OrvoEffectFlood() {
 }
 
 bool OrvoEffectFlood::setupGL() {
-  if (glesMajorVersion() < 3) {
+  if (EglContext::currentGlesMajorVersion() < 3) {
     consoleLog("OrvoEffectFlood: needs an OpenGL ES 3 context; the effect stays unavailable");
     return false;
   }
   OrvoProcessHelpers::loadShadersWithPathForEncryptedVsh(vshPassThrough, fshFlood, &programFlood_);
-  OrvoProcessHelpers::deleteTexture(&heightTex_);
-  glGenTextures(1, &heightTex_);
-  glBindTexture(GL_TEXTURE_2D, heightTex_);
-  glTexImage2D(GL_TEXTURE_2D, 0, GL_R8, kSide, kSide, 0, GL_RED, GL_UNSIGNED_BYTE, nullptr);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
-  glBindTexture(GL_TEXTURE_2D, 0);
+  OrvoProcessHelpers::generateRepeatingR8Texture(&heightTex_, kSide, kSide);
   return programFlood_ != 0;
 }
 

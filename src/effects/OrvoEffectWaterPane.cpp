@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 
 #include "gpu/OrvoProcessHelpers.h"
 #include "gpu/ShaderPieces.h"
 #include "platform/Console.h"
+#include "platform/EglContext.h"
 #include "platform/Image.h"
 
 namespace nudora {
@@ -18,25 +18,6 @@ constexpr int kSide = OrvoEffectWaterPane::kMapSide;
 constexpr int kMask = kSide - 1;  // the side is a power of two: & wraps negatives too
 
 inline size_t cell(int y, int x) { return static_cast<size_t>(y & kMask) * kSide + static_cast<size_t>(x & kMask); }
-
-int glesMajorVersion() {
-  const char* version = reinterpret_cast<const char*>(glGetString(GL_VERSION));
-  int major = 2;
-  if (!version || std::sscanf(version, "OpenGL ES %d", &major) != 1) major = 2;
-  return major;
-}
-
-void makeHeightTexture(GLuint* texture) {
-  OrvoProcessHelpers::deleteTexture(texture);
-  glGenTextures(1, texture);
-  glBindTexture(GL_TEXTURE_2D, *texture);
-  glTexImage2D(GL_TEXTURE_2D, 0, GL_R8, kSide, kSide, 0, GL_RED, GL_UNSIGNED_BYTE, nullptr);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
-  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
-  glBindTexture(GL_TEXTURE_2D, 0);
-}
 
 void uploadHeightBytes(GLenum unit, GLuint texture, const std::vector<uint8_t>& bytes) {
   glActiveTexture(unit);
@@ -65,13 +46,13 @@ OrvoEffectWaterPane::~OrvoEffectWaterPane() {
 }
 
 bool OrvoEffectWaterPane::setupGL() {
-  if (glesMajorVersion() < 3) {
+  if (EglContext::currentGlesMajorVersion() < 3) {
     consoleLog("OrvoEffectWaterPane: needs an OpenGL ES 3 context; the effect stays unavailable");
     return false;
   }
   OrvoProcessHelpers::loadShadersWithPathForEncryptedVsh(vshPassThrough, fshWaterPane, &program_);
-  makeHeightTexture(&heightTex_);
-  makeHeightTexture(&heightTex2_);
+  OrvoProcessHelpers::generateRepeatingR8Texture(&heightTex_, kSide, kSide);
+  OrvoProcessHelpers::generateRepeatingR8Texture(&heightTex2_, kSide, kSide);
   OrvoProcessHelpers::loadShadersWithPathForEncryptedVsh(vshPassThrough, fshWaterPaneDisplacementGen,
                                                          &programDisplacementGen_);
   OrvoProcessHelpers::loadShadersWithPathForEncryptedVsh(vshPassThrough, fshWaterPaneDisplacement,

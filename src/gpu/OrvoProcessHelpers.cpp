@@ -231,6 +231,18 @@ void OrvoProcessHelpers::set3DTextureParameters() {
   glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_WRAP_R, GL_CLAMP_TO_EDGE);
 }
 
+void OrvoProcessHelpers::generateRepeatingR8Texture(GLuint* texture, int width, int height) {
+  deleteTexture(texture);
+  glGenTextures(1, texture);
+  glBindTexture(GL_TEXTURE_2D, *texture);
+  glTexImage2D(GL_TEXTURE_2D, 0, GL_R8, width, height, 0, GL_RED, GL_UNSIGNED_BYTE, nullptr);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
+  glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
+  glBindTexture(GL_TEXTURE_2D, 0);
+}
+
 void OrvoProcessHelpers::generateTexture(GLuint* texture, int width, int height, GLenum format) {
   if (*texture != 0 && glIsTexture(*texture)) glDeleteTextures(1, texture);
   glGenTextures(1, texture);

@@ -78,6 +78,9 @@ class OrvoProcessHelpers {
   // Replaces *texture by a new width x height texture of format (internal =
   // pixel format), unsigned bytes, no data, linear; leaves it unbound.
   static void generateTexture(GLuint* texture, int width, int height, GLenum format);
+  // Replaces *texture by a width x height single-channel (GL_R8) texture, no
+  // data, linear, repeating in both directions: tiled height fields. ES 3.
+  static void generateRepeatingR8Texture(GLuint* texture, int width, int height);
   static void deleteTexture(GLuint* texture);
 
   // A 65x65x65 lookup cube from the resource image name; red and blue are

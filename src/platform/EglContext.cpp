@@ -2,6 +2,9 @@
 
 #include <EGL/eglext.h>
 
+#include <GLES2/gl2.h>
+
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -171,6 +174,13 @@ bool EglContext::makeCurrent() const {
 }
 
 bool EglContext::isCurrent() const { return context_ != EGL_NO_CONTEXT && eglGetCurrentContext() == context_; }
+
+int EglContext::currentGlesMajorVersion() {
+  const char* version = reinterpret_cast<const char*>(glGetString(GL_VERSION));
+  int major = 2;
+  if (!version || std::sscanf(version, "OpenGL ES %d", &major) != 1) major = 2;
+  return major;
+}
 
 void EglContext::clearCurrent() {
   EGLDisplay display = eglGetCurrentDisplay();

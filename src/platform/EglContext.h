@@ -45,6 +45,10 @@ class EglContext {
   bool isCurrent() const;
   // Leaves the calling thread with no current context.
   static void clearCurrent();
+  // The major version the current context reports in GL_VERSION ("OpenGL
+  // ES 3.2" gives 3); 2 when it cannot be read. A driver may answer a
+  // request for ES 2 with an ES 3 context.
+  static int currentGlesMajorVersion();
 
   // The display in use and how it was found, for diagnostics.
   static std::string displayDescription();

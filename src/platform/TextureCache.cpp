@@ -8,6 +8,7 @@
 #include <mutex>
 
 #include "platform/Console.h"
+#include "platform/EglContext.h"
 
 #ifndef GL_UNPACK_ROW_LENGTH
 #define GL_UNPACK_ROW_LENGTH 0x0CF2
@@ -56,13 +57,6 @@ bool hasGlExtension(const char* name) {
     if ((p == list || p[-1] == ' ') && (p[len] == ' ' || p[len] == '\0')) return true;
   }
   return false;
-}
-
-int glesMajorVersion() {
-  const char* version = reinterpret_cast<const char*>(glGetString(GL_VERSION));
-  int major = 2;
-  if (version && std::sscanf(version, "OpenGL ES %d", &major) != 1) major = 2;
-  return major;
 }
 
 void swapRedBlue(const uint8_t* src, uint8_t* dst, size_t pixels) {
@@ -175,7 +169,7 @@ std::shared_ptr<TextureCache> TextureCache::create(bool preferBGRA) {
   TextureCachePool& pool = *cache->pool_;
   pool.context = context;
   glGenFramebuffers(1, &pool.framebuffer);
-  int major = glesMajorVersion();
+  int major = EglContext::currentGlesMajorVersion();
   pool.unpackRowLength = major >= 3 || hasGlExtension("GL_EXT_unpack_subimage");
   pool.packRowLength = major >= 3 || hasGlExtension("GL_NV_pack_subimage");
   if (preferBGRA) probeBGRA(pool);

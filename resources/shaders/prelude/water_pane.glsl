@@ -17,21 +17,12 @@ uniform float scale;
 uniform float lightdirx;
 uniform float lightdiry;
 uniform float lightdirz;
-uniform int direction;
 
 struct Pane {
     vec2 offset;      // where to look instead, in output pixels
     float light;      // sun glint plus shading of the water surface
     float water;      // 0 dry (misted) .. 1 water (clear)
 };
-
-// Output uv to upright uv (x right, y down on the upright picture).
-vec2 uprightOf(vec2 p) {
-    if (direction == 4) return 1.0 - p;
-    if (direction == 1) return vec2(1.0 - p.y, p.x);
-    if (direction == 2) return vec2(p.y, 1.0 - p.x);
-    return p;
-}
 
 // A shift along the upright axes as a shift along the output's.
 vec2 outputShiftOf(vec2 d) {

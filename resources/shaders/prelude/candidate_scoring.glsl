@@ -1,7 +1,7 @@
-// Inputs and helpers of the two candidate-scoring programs.
+// Inputs and helpers shared by the candidate-scoring programs (the
+// stabiliser's and the frame aligner's test passes).
 in vec2 uv;
 uniform sampler2D original;
-uniform sampler2D last_tex;
 uniform float test_step;
 uniform float block_size;
 out vec4 fragColor;
