@@ -1,8 +1,5 @@
-// The water pane and flood passes on the GPU against CPU expectations:
-// where the pane is wet or misted, what the water shows through the cached
-// displacement field, how the field turns with the direction and when it is
-// rebuilt; where the flood's water line lies, what it mirrors, and that it
-// moves from frame to frame. Both effects need ES 3 and run only there.
+// The water pane and flood passes on the GPU (ES 3 only) against CPU
+// expectations: mask, displacement field, rebuilds, mirror and ripples.
 #include <array>
 
 #include "GpuTestSupport.h"
@@ -20,21 +17,6 @@ Picture solid(int w, int h, uint8_t r, uint8_t g, uint8_t b) {
   return p;
 }
 
-// Gentle waves, so that sampling a little off costs little.
-Picture smoothPicture(int w, int h) {
-  Picture p{w, h, {}};
-  for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      const double u = (x + 0.5) / w, v = (y + 0.5) / h;
-      p.rgba.push_back(static_cast<uint8_t>(std::lround(128 + 100 * std::sin(6.0 * u + 2.0 * v))));
-      p.rgba.push_back(static_cast<uint8_t>(std::lround(128 + 100 * std::cos(5.0 * v - 1.5 * u))));
-      p.rgba.push_back(static_cast<uint8_t>(std::lround(40 + 170 * u * v)));
-      p.rgba.push_back(255);
-    }
-  }
-  return p;
-}
-
 // What fshWaterPaneDisplacement makes of misted glass over a blurred value.
 double misted(double value) { return value + (0.85 * 255.0 - value) * 0.12; }
 
@@ -49,74 +31,55 @@ class EffectGpuTest : public test::GlContextTest {
   }
 };
 
-TEST_P(EffectGpuTest, WaterPaneIsClearWhereTheMapIsWetAndMistedWhereItIsDry) {
+TEST_P(EffectGpuTest, WaterPaneIsMistedWhereDryAndShowsTheSharpPictureThroughTheField) {
   const int W = 160, H = 120;
   OrvoEffectWaterPane pane;
   ASSERT_TRUE(pane.setupGL());
-  pane.setScale(4.0f);             // a quarter of the map across the frame: 1.6 map cells a pixel
+  pane.setScale(4.0f);  // a quarter of the map across the frame: 1.6 map cells a pixel
   pane.setSunlight_luminance(0.0f);
   pane.enable();
-  const std::array<uint8_t, 3> colour{51, 102, 153};
-  const GLuint input = texture(solid(W, H, colour[0], colour[1], colour[2]));
-  const GLuint blurred = texture(solid(W / 4, H / 4, colour[0], colour[1], colour[2]));
   const GLuint out = texture(Picture{W, H, {}});
-  ASSERT_TRUE(pane.process(input, blurred, W, H, out, false, 3, 1.0f));
-  const Picture got = read(out, W, H);
+  auto process = [&](const Picture& input, const std::array<uint8_t, 3>& fog) {
+    const GLuint blurred = texture(solid(W / 4, H / 4, fog[0], fog[1], fog[2]));
+    EXPECT_TRUE(pane.process(texture(input), blurred, W, H, out, false, 3, 1.0f));
+    return read(out, W, H);
+  };
 
-  // The map texel square around each pixel's sample: all dry glass gives
-  // mist, all on one side of 128 gives water; mixed squares are edges.
+  // A plain colour against the CPU map: the texel square around each sample
+  // all dry gives mist, all on one side of 128 gives water; mixed are edges.
+  const std::array<uint8_t, 3> colour{51, 102, 153};
   const std::vector<uint8_t>& map = pane.heightByte();
   const double cellsPerPixel = 1024.0 * (1.0 / 4.0) / W;
   int water = 0, dry = 0;
   const int compared = test::comparePicture(
-      got,
+      process(solid(W, H, colour[0], colour[1], colour[2]), colour),
       [&](int x, int y, int c) {
         if (c == 3) return 255.0;
         const double cx = (x + 0.5) * cellsPerPixel - 0.5, cy = (y + 0.5) * cellsPerPixel - 0.5;
         const int x0 = static_cast<int>(std::floor(cx)), y0 = static_cast<int>(std::floor(cy));
-        int low = 0, flat = 0, high = 0;
-        for (int j = 0; j <= 1; ++j) {
-          for (int i = 0; i <= 1; ++i) {
-            const uint8_t b = map[static_cast<size_t>((y0 + j) & 1023) * 1024 + ((x0 + i) & 1023)];
-            low += b < 128;
-            flat += b == 128;
-            high += b > 128;
-          }
+        int low = 0, flat = 0;
+        for (int k = 0; k < 4; ++k) {
+          const uint8_t b = map[static_cast<size_t>((y0 + k / 2) & 1023) * 1024 + ((x0 + k % 2) & 1023)];
+          low += b < 128;
+          flat += b == 128;
         }
-        if (flat == 4) {
-          dry += c == 0;
-          return misted(colour[c]);
-        }
-        if (low == 4 || high == 4) {
-          water += c == 0;
-          return static_cast<double>(colour[c]);
-        }
-        return std::nan("");
+        const bool wet = low == 4 || low + flat == 0;
+        dry += c == 0 && flat == 4;
+        water += c == 0 && wet;
+        return flat == 4 ? misted(colour[c]) : wet ? colour[c] : std::nan("");
       },
       1.5, "water pane mask");
   EXPECT_GT(compared, W * H * 4 * 8 / 10);
   EXPECT_GT(water, 100) << "the frame shows drops or trails";
   EXPECT_GT(dry, W * H / 2) << "most of the pane is misted";
-}
 
-TEST_P(EffectGpuTest, WaterPaneShowsTheSharpPictureThroughTheDisplacementField) {
-  const int W = 160, H = 120;
-  OrvoEffectWaterPane pane;
-  ASSERT_TRUE(pane.setupGL());
-  pane.setScale(4.0f);
-  pane.setSunlight_luminance(0.0f);
-  pane.enable();
+  // A sharp picture through the GPU's field: water shows it shifted, mist the fog.
   const Picture sharp = test::randomPicture(W, H, 5);
-  const GLuint input = texture(sharp);
-  const GLuint blurred = texture(solid(W / 4, H / 4, 90, 60, 30));
-  const GLuint out = texture(Picture{W, H, {}});
-  ASSERT_TRUE(pane.process(input, blurred, W, H, out, false, 3, 1.0f));
-  const Picture got = read(out, W, H);
-  const std::vector<int32_t> d = readDisplacement(pane);
-
-  int bent = 0, water = 0;
-  int worst = 0;
   const std::array<uint8_t, 3> fog{90, 60, 30};
+  const Picture got = process(sharp, fog);
+  const std::vector<int32_t> d = readDisplacement(pane);
+  int bent = 0, worst = 0;
+  water = 0;
   test::comparePicture(
       got,
       [&](int x, int y, int c) {
@@ -164,11 +127,7 @@ TEST_P(EffectGpuTest, WaterPaneFieldTurnsWithTheDirection) {
                       std::abs(half[2] - up[2]) <= 2 && std::abs(half[3] - up[3]) <= 2 &&
                       std::abs(quarter[0] - up[1]) <= 1 && std::abs(quarter[1] + up[0]) <= 1 &&
                       std::abs(quarter[3] - up[3]) <= 2;
-      if (!ok && mismatches++ == 0) {
-        ADD_FAILURE() << "pixel " << x << "," << y << ": upright (" << up[0] << "," << up[1] << "," << up[2] << ","
-                      << up[3] << ") half turn (" << half[0] << "," << half[1] << ") quarter turn (" << quarter[0]
-                      << "," << quarter[1] << ")";
-      }
+      if (!ok && mismatches++ == 0) ADD_FAILURE() << "first mismatch at pixel " << x << "," << y;
     }
   }
   EXPECT_EQ(mismatches, 0);
@@ -185,25 +144,17 @@ TEST_P(EffectGpuTest, WaterPaneRebuildsTheFieldOnlyForANewSizeOrDirection) {
   EXPECT_EQ(pane.displacementGenerations(), 0);
   pane.enable();
   const std::vector<uint8_t> before = read(out, 64, 48).rgba;
-  struct Frame {
-    int w, h;
-    int64_t direction;
-    bool mirror;
-    int generations;
-  };
-  for (const Frame& f : {Frame{64, 48, 3, false, 1}, Frame{64, 48, 3, false, 1}, Frame{64, 48, 4, true, 1},
-                         Frame{64, 48, 4, false, 2}, Frame{64, 48, 3, true, 2}, Frame{48, 48, 4, false, 3},
-                         Frame{48, 48, 1, false, 4}}) {
-    ASSERT_TRUE(pane.process(input, blurred, f.w, f.h, out, f.mirror, f.direction, 1.0f));
-    EXPECT_EQ(pane.displacementGenerations(), f.generations)
-        << f.w << "x" << f.h << " direction " << f.direction << (f.mirror ? " mirrored" : "");
+  // {width, direction, mirrored, generations so far}; mirroring swaps directions 3 and 4.
+  const int frames[][4] = {{64, 3, 0, 1}, {64, 3, 0, 1}, {64, 4, 1, 1}, {64, 4, 0, 2},
+                           {64, 3, 1, 2}, {48, 4, 0, 3}, {48, 1, 0, 4}};
+  for (const auto& f : frames) {
+    ASSERT_TRUE(pane.process(input, blurred, f[0], 48, out, f[2] != 0, f[1], 1.0f));
+    EXPECT_EQ(pane.displacementGenerations(), f[3]) << f[0] << " wide, direction " << f[1] << " mirror " << f[2];
   }
   EXPECT_NE(read(out, 64, 48).rgba, before);
   pane.disable();
   EXPECT_EQ(pane.displacementTex(), 0u);
-  EXPECT_EQ(pane.displacementHeight(), 0);
-  EXPECT_EQ(pane.displacementDirection(), -1);
-  pane.enable();
+  pane.enable();  // the same size and direction as before, built again
   ASSERT_TRUE(pane.process(input, blurred, 48, 48, out, false, 1, 1.0f));
   EXPECT_EQ(pane.displacementGenerations(), 5);
 }
@@ -212,7 +163,7 @@ TEST_P(EffectGpuTest, FloodMirrorsThePictureBelowTheWaterLineAndLeavesTheRest) {
   const int W = 128, H = 96;
   OrvoEffectFlood flood;
   ASSERT_TRUE(flood.setupGL());
-  const Picture picture = smoothPicture(W, H);
+  const Picture picture = test::pictureOf(*test::smoothFrame(W, H));
   const GLuint input = texture(picture);
   const GLuint out = texture(Picture{W, H, {}});
   EXPECT_FALSE(flood.process(input, W, H, out, false, 3)) << "off: nothing drawn";
@@ -221,12 +172,14 @@ TEST_P(EffectGpuTest, FloodMirrorsThePictureBelowTheWaterLineAndLeavesTheRest) {
   ASSERT_TRUE(flood.setHeightImage(std::vector<float>(OrvoEffectFlood::kFieldCells, 0.5f)));
   const double line = OrvoEffectFlood::waterLineFor(flood.water_position(), flood.scene_distance());
   const double waterColour[3] = {0.04 * 255, 0.10 * 255, 0.12 * 255};
-  // Directions 3 and 4 (half a turn: the water lies along the output's top).
-  auto check = [&](const Picture& got, bool halfTurn, const std::string& what) {
+  // Mirrored, direction 3 becomes 4: half a turn, the water along the output's top.
+  for (bool halfTurn : {false, true}) {
+    const std::string what = halfTurn ? "direction 3 mirrored" : "direction 3";
+    ASSERT_TRUE(flood.process(input, W, H, out, halfTurn, 3));
     int above = 0, below = 0;
     auto turn = [&](double t) { return halfTurn ? 1 - t : t; };
     test::comparePicture(
-        got,
+        read(out, W, H),
         [&](int x, int y, int c) {
           if (c == 3) return 255.0;
           const double u = turn((x + 0.5) / W), v = turn((y + 0.5) / H);
@@ -243,13 +196,7 @@ TEST_P(EffectGpuTest, FloodMirrorsThePictureBelowTheWaterLineAndLeavesTheRest) {
         2.0, what);
     EXPECT_GT(above, W * H) << what;  // three colour channels a pixel
     EXPECT_GT(below, W * H / 2) << what;
-  };
-  ASSERT_TRUE(flood.process(input, W, H, out, false, 3));
-  check(read(out, W, H), false, "direction 3");
-  ASSERT_TRUE(flood.process(input, W, H, out, true, 3));  // mirrored, 3 becomes 4
-  check(read(out, W, H), true, "direction 3 mirrored");
-  ASSERT_TRUE(flood.process(input, W, H, out, false, 4));
-  check(read(out, W, H), true, "direction 4");
+  }
 }
 
 TEST_P(EffectGpuTest, FloodRipplesMoveFromFrameToFrameBelowTheLineOnly) {
@@ -276,19 +223,17 @@ TEST_P(EffectGpuTest, FloodRipplesMoveFromFrameToFrameBelowTheLineOnly) {
           },
           1.0, "above the water, direction " + std::to_string(direction));
     }
+    auto differ = [](const Picture& a, const Picture& b, int x, int y, int by) {
+      return std::max({std::abs(a.at(x, y, 0) - b.at(x, y, 0)), std::abs(a.at(x, y, 1) - b.at(x, y, 1)),
+                       std::abs(a.at(x, y, 2) - b.at(x, y, 2))}) > by;
+    };
     int water = 0, moved = 0, changed = 0;
-    for (int y = 0; y < H; ++y) {
-      for (int x = 0; x < W; ++x) {
-        if (depth(x, y) < line + 1.5 / H) continue;
-        ++water;
-        bool m = false, ch = false;
-        for (int c = 0; c < 3; ++c) {
-          m |= std::abs(first.at(x, y, c) - second.at(x, y, c)) > 2;
-          ch |= std::abs(first.at(x, y, c) - picture.at(x, y, c)) > 8;
-        }
-        moved += m;
-        changed += ch;
-      }
+    for (int i = 0; i < W * H; ++i) {
+      const int x = i % W, y = i / W;
+      if (depth(x, y) < line + 1.5 / H) continue;
+      ++water;
+      moved += differ(first, second, x, y, 2);
+      changed += differ(first, picture, x, y, 8);
     }
     EXPECT_GT(moved, water / 10) << "direction " << direction << ": the water moves between frames";
     EXPECT_GT(changed, water * 8 / 10) << "direction " << direction << ": the water is not the picture";

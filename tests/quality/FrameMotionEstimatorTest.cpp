@@ -1,9 +1,6 @@
-// The motion measurements against pictures moved by known amounts: a
-// procedural scene (sums of plane waves at many orientations and
-// wavelengths) is evaluated at exactly shifted coordinates, so the true
-// motion of every row is known to the last digit, then quantised to 8 bits
-// with sensor-like noise.
-
+// The motion measurements against pictures moved by known amounts: a scene of
+// plane waves is evaluated at exactly moved coordinates, so every row's true
+// motion is known, then quantised to 8 bits with sensor-like noise.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -37,26 +34,35 @@ class Scene {
     for (const Wave& w : waves_) v += w.amplitude / 2.0 * std::sin(w.kx * x + w.ky * y + w.phase);
     return v;
   }
-  // A frame whose row r shows the scene at (x - shift(r).x, r - shift(r).y):
-  // content at row r moved by shift(r).
-  GrayImage frame(int w, int h, const std::function<std::pair<double, double>(int)>& shift) {
-    const auto bytes = frameBytes(w, h, shift);
-    return GrayImage::fromBytes(bytes.data(), w, h, w);
-  }
-  std::vector<uint8_t> frameBytes(int w, int h, const std::function<std::pair<double, double>(int)>& shift) {
+  // A noisy 8-bit frame whose pixel (x, y) shows the scene at source(x, y).
+  template <class Source>
+  std::vector<uint8_t> render(int w, int h, Source source) {
     std::normal_distribution<double> noise(0.0, 2.0);
     std::vector<uint8_t> bytes(static_cast<size_t>(w) * h);
-    for (int r = 0; r < h; ++r) {
-      auto [sx, sy] = shift(r);
+    for (int y = 0; y < h; ++y) {
       for (int x = 0; x < w; ++x) {
-        double v = std::round(value(x - sx, r - sy) + noise(noise_));
-        bytes[static_cast<size_t>(r) * w + x] = static_cast<uint8_t>(std::clamp(v, 0.0, 255.0));
+        const auto [sx, sy] = source(x, y);
+        bytes[static_cast<size_t>(y) * w + x] =
+            static_cast<uint8_t>(std::clamp(std::round(value(sx, sy) + noise(noise_)), 0.0, 255.0));
       }
     }
     return bytes;
   }
+  // Content at row r moved by shift(r).
+  std::vector<uint8_t> frameBytes(int w, int h, const std::function<std::pair<double, double>(int)>& shift) {
+    return render(w, h, [&](int x, int r) {
+      const auto [sx, sy] = shift(r);
+      return std::make_pair(x - sx, r - sy);
+    });
+  }
+  GrayImage frame(int w, int h, const std::function<std::pair<double, double>(int)>& shift) {
+    return image(frameBytes(w, h, shift), w, h);
+  }
   GrayImage shifted(int w, int h, double dx, double dy) {
     return frame(w, h, [=](int) { return std::make_pair(dx, dy); });
+  }
+  static GrayImage image(const std::vector<uint8_t>& bytes, int w, int h) {
+    return GrayImage::fromBytes(bytes.data(), w, h, w);
   }
 
  private:
@@ -76,10 +82,11 @@ TEST(FrameMotionEstimator, MeasuresSubPixelTranslationsWithinATenthOfAPixel) {
   GrayImage reference = scene.shifted(kW, kH, 0.0, 0.0);
   const double shifts[][2] = {{0.25, -0.4}, {1.7, 0.55}, {-3.3, 6.15}, {12.6, -8.45}, {-31.2, 17.8}, {0.0, 0.0}};
   for (const auto& s : shifts) {
+    SCOPED_TRACE(testing::Message() << "shift " << s[0] << ", " << s[1]);
     PairMotion m = estimator.measure(reference, scene.shifted(kW, kH, s[0], s[1]));
-    ASSERT_TRUE(m.valid) << "shift " << s[0] << ", " << s[1];
-    EXPECT_NEAR(m.dx, s[0], 0.1) << "shift " << s[0] << ", " << s[1];
-    EXPECT_NEAR(m.dy, s[1], 0.1) << "shift " << s[0] << ", " << s[1];
+    ASSERT_TRUE(m.valid);
+    EXPECT_NEAR(m.dx, s[0], 0.1);
+    EXPECT_NEAR(m.dy, s[1], 0.1);
   }
   // Working on a downscaled copy still answers in video pixels.
   FrameMotionEstimator::Options coarse;
@@ -104,29 +111,16 @@ TEST(FrameMotionEstimator, RigidMotionsHaveNoSkew) {
   Scene scene(11);
   FrameMotionEstimator estimator;
   GrayImage reference = scene.shifted(kW, kH, 0.0, 0.0);
-  const double cx = 0.5 * (kW - 1);
-  const double cy = 0.5 * (kH - 1);
-  // The frames are built row by row from the inverse map, so rotate and
-  // scale the scene lookup directly.
+  const double cx = 0.5 * (kW - 1), cy = 0.5 * (kH - 1);
+  // Content at p moves to c.p + (-s.py, s.px) + t about the centre; each pixel shows the inverse map's point.
   auto warped = [&](double turn, double zoom, double tx, double ty) {
-    GrayImage out(kW, kH);
-    std::mt19937 rng(5);
-    std::normal_distribution<double> noise(0.0, 2.0);
-    double c = std::cos(turn) * (1.0 + zoom);
-    double s = std::sin(turn) * (1.0 + zoom);
-    double det = c * c + s * s;
-    for (int y = 0; y < kH; ++y) {
-      for (int x = 0; x < kW; ++x) {
-        // Content at p moves to c.p + (-s.py, s.px) + t about the centre.
-        double u = x - cx - tx;
-        double v = y - cy - ty;
-        double sxp = (c * u + s * v) / det;
-        double syp = (-s * u + c * v) / det;
-        out.at(x, y) =
-            static_cast<float>(std::clamp(std::round(scene.value(sxp + cx, syp + cy) + noise(rng)), 0.0, 255.0));
-      }
-    }
-    return out;
+    const double c = std::cos(turn) * (1.0 + zoom), s = std::sin(turn) * (1.0 + zoom), det = c * c + s * s;
+    return Scene::image(scene.render(kW, kH,
+                                     [&](int x, int y) {
+                                       const double u = x - cx - tx, v = y - cy - ty;
+                                       return std::make_pair((c * u + s * v) / det + cx, (-s * u + c * v) / det + cy);
+                                     }),
+                        kW, kH);
   };
   struct Case {
     const char* name;
@@ -147,30 +141,22 @@ TEST(FrameMotionEstimator, RigidMotionsHaveNoSkew) {
   }
 }
 
-// Rolling shutter: row r of frame n is displaced by k_n.(r - H/2) beyond the
-// frame's own translation (a readout during a horizontal move), or stretched
-// vertically by m_n. The pair's skew is the change of that shear.
+// Rolling shutter: row r of frame n is displaced by k_n.(r - H/2) beyond the frame's
+// translation, or stretched vertically by m_n; the pair's skew is the change of that shear.
 TEST(FrameMotionEstimator, MeasuresRollingShutterSkewWithinTenPercent) {
   Scene scene(23);
   const double shear[] = {0.0, 0.03, -0.02, 0.015, 0.045};
   const double half = 0.5 * kH;
-  FrameMotionEstimator horizontal;
-  FrameMotionEstimator vertical;
+  FrameMotionEstimator horizontal, vertical;
   for (int n = 0; n < 5; ++n) {
-    double k = shear[n];
-    double t = 2.5 * n;
+    const double k = shear[n], t = 2.5 * n, m = 0.6 * k;
     auto h =
         horizontal.addFrame(scene.frame(kW, kH, [=](int r) { return std::make_pair(t + k * (r - half), -0.7 * t); }));
-    // Content at scene row Y shows at row r with r - m.(r - H/2) = Y.
-    double m = 0.6 * k;
     auto v = vertical.addFrame(scene.frame(kW, kH, [=](int r) { return std::make_pair(0.4 * t, t + m * (r - half)); }));
     if (n == 0) continue;
     ASSERT_TRUE(h && v);
-    double expectX = (k - shear[n - 1]) * kH;
-    double previousM = 0.6 * shear[n - 1];
-    double expectY = ((1.0 - previousM) / (1.0 - m) - 1.0) * kH;
-    // The centre row's content moved by the change of translation, over
-    // the later frame's stretch.
+    const double expectX = (k - shear[n - 1]) * kH, expectY = ((1.0 - 0.6 * shear[n - 1]) / (1.0 - m) - 1.0) * kH;
+    // The centre row's content moved by the change of translation, over the later frame's stretch.
     EXPECT_NEAR(h->dx, 2.5, 0.1) << "pair " << n;
     EXPECT_NEAR(v->dy, 2.5 / (1.0 - m), 0.1) << "pair " << n;
     EXPECT_NEAR(h->skewX, expectX, 0.1 * std::abs(expectX)) << "pair " << n;
@@ -180,14 +166,12 @@ TEST(FrameMotionEstimator, MeasuresRollingShutterSkewWithinTenPercent) {
   }
 }
 
-// Measured from frames, a shaky pan scores the residual shake of its true
-// path.
+// Measured from frames, a shaky pan scores the residual shake of its true path.
 TEST(FrameMotionEstimator, ShakeMeasuredFromFramesMatchesTheTruePath) {
   Scene scene(31);
   const double fps = 30.0;
   FrameMotionEstimator estimator;
-  std::vector<PairMotion> measured;
-  std::vector<PairMotion> truth;
+  std::vector<PairMotion> measured, truth;
   auto position = [&](int n) {
     double t = n / fps;
     return std::make_pair(1.5 * n + 3.0 * std::sin(2.0 * kPi * 4.0 * t), 2.0 * std::sin(2.0 * kPi * 2.5 * t + 1.0));
@@ -196,11 +180,10 @@ TEST(FrameMotionEstimator, ShakeMeasuredFromFramesMatchesTheTruePath) {
     auto [x, y] = position(n);
     if (auto m = estimator.addFrame(scene.shifted(240, 180, x, y))) measured.push_back(*m);
     if (n > 0) {
-      PairMotion step;
-      step.valid = true;
-      step.dx = x - position(n - 1).first;
-      step.dy = y - position(n - 1).second;
-      truth.push_back(step);
+      truth.push_back(PairMotion{});
+      truth.back().valid = true;
+      truth.back().dx = x - position(n - 1).first;
+      truth.back().dy = y - position(n - 1).second;
     }
   }
   ShakeSummary got = ShakeStatistics::summarize(measured, fps);
@@ -211,9 +194,7 @@ TEST(FrameMotionEstimator, ShakeMeasuredFromFramesMatchesTheTruePath) {
   EXPECT_LT(got.skewRms, 0.05 * got.hfRms);
 }
 
-// What a host hands the gyro fit: pairs stamped with its own frame times,
-// which need not be even, and a bad frame refused without breaking the
-// sequence around it.
+// Pairs stamped with the host's own (uneven) frame times; a bad frame is refused without breaking the sequence.
 TEST(VideoMotionMeasurer, KeepsUnevenFrameTimesAndRefusesBadFrames) {
   Scene scene(41);
   VideoMotionMeasurer measurer;
@@ -236,15 +217,14 @@ TEST(VideoMotionMeasurer, KeepsUnevenFrameTimesAndRefusesBadFrames) {
     EXPECT_NEAR(p.dx, 2.0, 0.1);
     EXPECT_NEAR(p.dy, -1.0, 0.1);
   }
-  // Frames handed as padded bytes read only the measured part, yet measure
-  // as the same frames handed as pictures.
+  // Frames handed as padded bytes measure as the same frames handed as pictures.
   FrameMotionEstimator fromPictures, fromBytes;
   for (int n = 0; n < 2; ++n) {
     auto shear = [n](int row) { return std::make_pair(1.3 * n + 0.004 * n * row, -0.7 * n); };
     const auto bytes = scene.frameBytes(kW, kH, shear);
     std::vector<uint8_t> padded(static_cast<size_t>(kW + 16) * kH, 0);
     for (int r = 0; r < kH; ++r) std::copy_n(&bytes[static_cast<size_t>(r) * kW], kW, &padded[r * size_t(kW + 16)]);
-    const auto a = fromPictures.addFrame(GrayImage::fromBytes(bytes.data(), kW, kH, kW));
+    const auto a = fromPictures.addFrame(Scene::image(bytes, kW, kH));
     const auto b = fromBytes.addFrame(padded.data(), kW, kH, kW + 16);
     ASSERT_EQ(a.has_value(), b.has_value());
     if (!a) continue;

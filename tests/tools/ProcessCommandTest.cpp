@@ -1,8 +1,7 @@
-// `nudora process` run as a program on small synthetic clips: without
-// filters the pipeline hands the frames back (exactly but for rounding on the
-// lossless path, within the codec's loss on H.264), with the frame count and
-// times kept, the audio copied and the gyro log replayed over every frame;
-// bad input is turned away with one error line, a failing exit and no file.
+// `nudora process` run as a program on small synthetic clips: without filters
+// the frames come back (exactly but for rounding when lossless, within the
+// codec's loss on H.264) with their times, audio and gyro data; bad input is
+// turned away with one error line, a failing exit and no file.
 #include "ToolTestSupport.h"
 #include "platform/EglContext.h"
 #include "video/FfmpegText.h"
@@ -12,6 +11,7 @@ namespace nudora {
 namespace {
 
 namespace fs = std::filesystem;
+using test::has;
 using test::shellQuoted;
 
 constexpr int kFrames = 36;  // 1.2 s at 30 fps
@@ -21,20 +21,42 @@ struct Clips {
   std::string lossless, h264, gyro;
 };
 
+// Writes decoded frames at 30 fps, with PCM audio packets 0..audioPackets-1 beside them when asked.
+void writeClip(const std::string& path, const std::vector<test::DecodedFrame>& frames, int w, int h, bool lossless,
+               int audioPackets = 0) {
+  test::PcmAudio audio;
+  tool::VideoWriter::Settings s;
+  s.width = w;
+  s.height = h;
+  s.timeBase = {1, 30};
+  s.lossless = lossless;
+  if (audioPackets > 0) s.audio = audio.parameters, s.audioTimeBase = test::PcmAudio::kTimeBase;
+  std::string error;
+  auto writer = tool::VideoWriter::open(path, s, &error);
+  ASSERT_TRUE(writer) << error;
+  auto buffer = PixelBuffer::create(w, h);
+  for (size_t i = 0; i < frames.size(); ++i) {
+    for (int y = 0; y < h; ++y) std::copy_n(&frames[i].bgra[static_cast<size_t>(y) * w * 4], w * 4, buffer->row(y));
+    ASSERT_TRUE(writer->writeFrame(*buffer, static_cast<int64_t>(i), &error)) << error;
+    if (static_cast<int>(i) < audioPackets) {
+      ASSERT_TRUE(writer->writeAudio(test::PcmAudio::packet(static_cast<int>(i)).get(), &error)) << error;
+    }
+  }
+  ASSERT_TRUE(writer->finish(&error)) << error;
+}
+
 class ProcessCommandTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     if (!fs::exists(test::nudoraProgram())) return;
     tool::quietFfmpegLog();
     clips_ = std::make_unique<Clips>();
-    const std::string d = clips_->dir.path;
-    auto run = test::runNudora("synth -o " + shellQuoted(d) + " --size 96x64 --seconds 1.2 --lossless --seed 2", d);
-    ASSERT_EQ(run.status, 0) << run.err;
+    const std::string d = clips_->dir.path, args = "--size 96x64 --seconds 1.2 --seed 2";
+    ASSERT_TRUE(test::synth(d, args + " --lossless", d));
     clips_->lossless = d + "/input.mkv";
     clips_->gyro = d + "/gyro.gcsv";
     if (tool::VideoWriter::hasH264Encoder()) {
-      run = test::runNudora("synth -o " + shellQuoted(d + "/h264") + " --size 96x64 --seconds 1.2 --seed 2", d);
-      ASSERT_EQ(run.status, 0) << run.err;
+      ASSERT_TRUE(test::synth(d + "/h264", args, d));
       clips_->h264 = d + "/h264/input.mp4";
     }
   }
@@ -42,7 +64,9 @@ class ProcessCommandTest : public ::testing::Test {
   void SetUp() override {
     if (!clips_) GTEST_SKIP() << "the nudora program was not built";
   }
-  test::ProgramRun process(const std::string& args) { return test::runNudora("process " + args, logs_.path); }
+  test::ProgramRun process(const std::string& args, const std::string& env = "") {
+    return test::runNudora("process " + args, logs_.path, env);
+  }
 
   static std::unique_ptr<Clips> clips_;
   test::TempDir out_, logs_;
@@ -50,60 +74,52 @@ class ProcessCommandTest : public ::testing::Test {
 std::unique_ptr<Clips> ProcessCommandTest::clips_;
 
 TEST_F(ProcessCommandTest, LosslessRunGivesTheFramesBackWithGyroOnEveryFrame) {
+  const std::string in = shellQuoted(clips_->lossless) + " -o " + shellQuoted(out_.path) + "/";
   const std::string gyro =
-      " --gyro " + shellQuoted(clips_->gyro) + " --focal-px 76.8 --readout-ms 20 --gyro-delay-ms 0";
-  const auto in = test::decodeAll(clips_->lossless);
+      " --lossless --gyro " + shellQuoted(clips_->gyro) + " --focal-px 76.8 --readout-ms 20 --gyro-delay-ms 0";
+  const auto frames = test::decodeAll(clips_->lossless);
+  ASSERT_EQ(frames.size(), static_cast<size_t>(kFrames));
   for (int api : {3, 2}) {
     if (!EglContext::create(api)) continue;  // the machine lacks this level
-    const std::string out = out_.path + "/out" + std::to_string(api) + ".mkv";
-    auto run =
-        test::runNudora("process " + shellQuoted(clips_->lossless) + " -o " + shellQuoted(out) + " --lossless" + gyro,
-                        logs_.path, "NUDORA_GLES_MAX_API=" + std::to_string(api));
+    const std::string out = "out" + std::to_string(api) + ".mkv";
+    auto run = process(in + out + gyro, "NUDORA_GLES_MAX_API=" + std::to_string(api));
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_NE(run.out.find(std::to_string(kFrames) + " frames 96x64 -> 96x64"), std::string::npos) << run.out;
-    EXPECT_NE(run.out.find("frames without gyro data: 0;"), std::string::npos) << run.out;
-    EXPECT_NE(run.out.find("OpenGL ES " + std::to_string(api)), std::string::npos) << run.out;
-    const auto back = test::decodeAll(out);
-    ASSERT_EQ(back.size(), static_cast<size_t>(kFrames));
-    ASSERT_EQ(in.size(), back.size());
-    for (size_t i = 0; i < in.size(); ++i) {
-      EXPECT_NEAR(back[i].seconds, in[i].seconds, 1e-3) << i;
-      EXPECT_LE(test::maxDifference(back[i].bgra, in[i].bgra), 1) << "API " << api << ", frame " << i;
+    EXPECT_TRUE(has(run.out, std::to_string(kFrames) + " frames 96x64 -> 96x64"));
+    EXPECT_TRUE(has(run.out, "frames without gyro data: 0;"));
+    EXPECT_TRUE(has(run.out, "OpenGL ES " + std::to_string(api)));
+    const auto back = test::decodeAll(out_.path + "/" + out);
+    ASSERT_EQ(back.size(), frames.size());
+    for (size_t i = 0; i < frames.size(); ++i) {
+      EXPECT_NEAR(back[i].seconds, frames[i].seconds, 1e-3) << i;
+      EXPECT_LE(test::maxDifference(back[i].bgra, frames[i].bgra), 1) << "API " << api << ", frame " << i;
     }
   }
-
-  // The same with the stabiliser switched on: every frame still comes out
-  // (where it runs, its picture is its own tests' business).
-  auto run = process(shellQuoted(clips_->lossless) + " -o " + shellQuoted(out_.path + "/stable.mkv") +
-                     " --lossless --stabilize" + gyro);
+  // With the stabiliser every frame still comes out; without a log no frame has gyro data.
+  auto run = process(in + "stable.mkv --stabilize" + gyro);
   ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_NE(run.out.find("frames without gyro data: 0;"), std::string::npos) << run.out;
+  EXPECT_TRUE(has(run.out, "frames without gyro data: 0;"));
   EXPECT_EQ(test::decodeAll(out_.path + "/stable.mkv").size(), static_cast<size_t>(kFrames));
-
-  // Without a log no frame has gyro data.
-  run = process(shellQuoted(clips_->lossless) + " -o " + shellQuoted(out_.path + "/nogyro.mkv") + " --lossless");
-  EXPECT_NE(run.out.find("frames without gyro data: " + std::to_string(kFrames)), std::string::npos) << run.out;
+  run = process(in + "nogyro.mkv --lossless");
+  EXPECT_TRUE(has(run.out, "frames without gyro data: " + std::to_string(kFrames)));
 }
 
-// --denoise on a noisy clip, with the gyro log and without one (zero shifts,
-// said once): the frames come out closer to the clean ones than they went in.
+// --denoise with the gyro log and without one (zero shifts, said once):
+// the frames come out closer to the clean ones than they went in.
 TEST_F(ProcessCommandTest, DenoiseBringsANoisyClipCloserToTheCleanFrames) {
   if (!EglContext::create(3)) GTEST_SKIP() << "denoising needs OpenGL ES 3";
   const std::string d = out_.path + "/noisy";
-  auto run = test::runNudora("synth -o " + shellQuoted(d) + " --size 96x64 --seconds 1.2 --lossless --seed 2 --noise 10",
-                             logs_.path);
-  ASSERT_EQ(run.status, 0) << run.err;
+  ASSERT_TRUE(test::synth(d, "--size 96x64 --seconds 1.2 --lossless --seed 2 --noise 10", logs_.path));
   const auto in = test::decodeAll(d + "/input.mkv"), clean = test::decodeAll(d + "/clean.mkv");
   ASSERT_EQ(in.size(), clean.size());
   const std::string withLog = " --gyro " + shellQuoted(d + "/gyro.gcsv") + " --focal-px 76.8 --gyro-delay-ms 0";
   for (const std::string& gyro : {withLog, std::string()}) {
-    run = process(shellQuoted(d + "/input.mkv") + " -o " + shellQuoted(out_.path + "/denoised.mkv") +
-                  " --lossless --denoise" + gyro);
+    const auto run = process(shellQuoted(d + "/input.mkv") + " -o " + shellQuoted(out_.path + "/denoised.mkv") +
+                             " --lossless --denoise" + gyro);
     ASSERT_EQ(run.status, 0) << run.err;
-    EXPECT_NE(run.out.find("denoising on"), std::string::npos) << run.out;
-    size_t said = 0;
-    for (size_t at = run.err.find("no gyro log"); at != std::string::npos; at = run.err.find("no gyro log", at + 1)) ++said;
-    EXPECT_EQ(said, gyro.empty() ? 1u : 0u) << run.err;
+    EXPECT_TRUE(has(run.out, "denoising on"));
+    const size_t first = run.err.find("no gyro log");
+    EXPECT_EQ(first != std::string::npos, gyro.empty()) << run.err;
+    EXPECT_EQ(run.err.find("no gyro log", first + 1), std::string::npos) << "said more than once: " << run.err;
     const auto out = test::decodeAll(out_.path + "/denoised.mkv");
     ASSERT_EQ(out.size(), in.size());
     double gain = 0.0;  // mean, once the history is full
@@ -116,7 +132,7 @@ TEST_F(ProcessCommandTest, DenoiseBringsANoisyClipCloserToTheCleanFrames) {
 
 TEST_F(ProcessCommandTest, H264RunStaysWithinTheCodecsLoss) {
   if (clips_->h264.empty()) GTEST_SKIP() << "this FFmpeg has no libx264";
-  const std::string out = out_.path + "/out.mp4";
+  const std::string out = out_.path + "/out.mp4", reference = out_.path + "/reference.mp4";
   const auto run = process(shellQuoted(clips_->h264) + " -o " + shellQuoted(out) + " --quiet");
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out, "");
@@ -124,31 +140,13 @@ TEST_F(ProcessCommandTest, H264RunStaysWithinTheCodecsLoss) {
   const auto in = test::decodeAll(clips_->h264, &w, &h), back = test::decodeAll(out);
   ASSERT_EQ(back.size(), static_cast<size_t>(kFrames));
   ASSERT_EQ(in.size(), back.size());
-
-  // The codec's own loss on these frames: the decoded input encoded once
-  // more with the tool's default settings, without the pipeline.
-  const std::string reference = out_.path + "/reference.mp4";
-  {
-    tool::VideoWriter::Settings s;
-    s.width = w;
-    s.height = h;
-    s.timeBase = {1, 30};
-    std::string error;
-    auto writer = tool::VideoWriter::open(reference, s, &error);
-    ASSERT_TRUE(writer) << error;
-    auto buffer = PixelBuffer::create(w, h);
-    for (size_t i = 0; i < in.size(); ++i) {
-      for (int y = 0; y < h; ++y) std::copy_n(&in[i].bgra[static_cast<size_t>(y) * w * 4], w * 4, buffer->row(y));
-      ASSERT_TRUE(writer->writeFrame(*buffer, static_cast<int64_t>(i), &error)) << error;
-    }
-    ASSERT_TRUE(writer->finish(&error)) << error;
-  }
+  // The codec's own loss: the decoded input encoded once more with the default settings, without the pipeline.
+  writeClip(reference, in, w, h, false);
   const auto codecOnly = test::decodeAll(reference);
   ASSERT_EQ(codecOnly.size(), in.size());
   for (size_t i = 0; i < in.size(); ++i) {
     EXPECT_NEAR(back[i].seconds, in[i].seconds, 1e-6) << i;
-    // A shift, a flip, a channel swap or a colour-matrix mix-up would cost
-    // many dB more than the codec does.
+    // A shift, flip, channel swap or colour-matrix mix-up costs many dB more than the codec.
     const double expected = test::psnr(codecOnly[i].bgra, in[i].bgra);
     EXPECT_GT(expected, 24.0) << "frame " << i;
     EXPECT_GT(test::psnr(back[i].bgra, in[i].bgra), expected - 1.0) << "frame " << i;
@@ -156,36 +154,12 @@ TEST_F(ProcessCommandTest, H264RunStaysWithinTheCodecsLoss) {
 }
 
 TEST_F(ProcessCommandTest, AudioIsCopiedAndTheSizeChanged) {
-  // A clip with PCM audio: the synthetic frames with five packets beside them.
-  const std::string in = out_.path + "/talk.mkv";
-  {
-    int w = 0, h = 0;
-    const auto frames = test::decodeAll(clips_->lossless, &w, &h);
-    test::PcmAudio audio;
-    tool::VideoWriter::Settings s;
-    s.width = w;
-    s.height = h;
-    s.timeBase = {1, 30};
-    s.lossless = true;
-    s.audio = audio.parameters;
-    s.audioTimeBase = test::PcmAudio::kTimeBase;
-    std::string error;
-    auto writer = tool::VideoWriter::open(in, s, &error);
-    ASSERT_TRUE(writer) << error;
-    auto buffer = PixelBuffer::create(w, h);
-    for (size_t i = 0; i < frames.size(); ++i) {
-      for (int y = 0; y < h; ++y) std::copy_n(&frames[i].bgra[static_cast<size_t>(y) * w * 4], w * 4, buffer->row(y));
-      ASSERT_TRUE(writer->writeFrame(*buffer, static_cast<int64_t>(i), &error)) << error;
-      if (i < 5) {
-        ASSERT_TRUE(writer->writeAudio(test::PcmAudio::packet(static_cast<int>(i)).get(), &error)) << error;
-      }
-    }
-    ASSERT_TRUE(writer->finish(&error)) << error;
-  }
-  const std::string out = out_.path + "/small.mkv";
+  const std::string in = out_.path + "/talk.mkv", out = out_.path + "/small.mkv";
+  int w = 0, h = 0;
+  const auto frames = test::decodeAll(clips_->lossless, &w, &h);
+  writeClip(in, frames, w, h, true, 5);
   const auto run = process(shellQuoted(in) + " -o " + shellQuoted(out) + " --lossless --size 48x32");
   ASSERT_EQ(run.status, 0) << run.err;
-  int w = 0, h = 0;
   EXPECT_EQ(test::decodeAll(out, &w, &h).size(), static_cast<size_t>(kFrames));
   EXPECT_EQ(w, 48);
   EXPECT_EQ(h, 32);
@@ -243,10 +217,7 @@ TEST_F(ProcessCommandTest, BadInputGetsOneLineAFailingExitAndNoFile) {
   const auto before = listing();
   const auto inputSize = fs::file_size(clips_->lossless);
   for (const auto& [args, mentions] : cases) {
-    const auto run = process(args);
-    EXPECT_NE(run.status, 0) << args;
-    EXPECT_EQ(run.errLines(), 1) << args << ": " << run.err;
-    EXPECT_NE(run.err.find(mentions), std::string::npos) << args << ": " << run.err;
+    test::expectRefusal(process(args), mentions, args);
     EXPECT_EQ(listing(), before) << args << " left a file behind";
   }
   EXPECT_EQ(fs::file_size(clips_->lossless), inputSize);

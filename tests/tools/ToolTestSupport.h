@@ -56,6 +56,26 @@ inline ProgramRun runNudora(const std::string& args, const std::string& logDir, 
   return run;
 }
 
+// True when text holds part; otherwise says what it holds instead.
+inline ::testing::AssertionResult has(const std::string& text, const std::string& part) {
+  if (text.find(part) != std::string::npos) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "no \"" << part << "\" in:\n" << text;
+}
+
+// How every command turns bad input away: a failing exit and one error line naming the problem.
+inline void expectRefusal(const ProgramRun& run, const std::string& mentions, const std::string& what) {
+  EXPECT_NE(run.status, 0) << what;
+  EXPECT_EQ(run.errLines(), 1) << what << ": " << run.err;
+  EXPECT_TRUE(has(run.err, mentions)) << what;
+}
+
+// Runs `nudora synth -o folder args`; false (with a failure) when it fails.
+inline bool synth(const std::string& folder, const std::string& args, const std::string& logDir) {
+  const ProgramRun run = runNudora("synth -o " + shellQuoted(folder) + " " + args, logDir);
+  EXPECT_EQ(run.status, 0) << run.err;
+  return run.status == 0;
+}
+
 struct DecodedFrame {
   std::vector<uint8_t> bgra;  // tightly packed rows
   double seconds = 0.0;
