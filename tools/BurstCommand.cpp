@@ -238,7 +238,7 @@ int run(const Options& o) {
       return fail("--gyro needs --frame-times for pictures: each frame's time on the log's clock");
     }
     if (std::string problem = fileProblem("gyro log", o.gyro); !problem.empty()) return fail(problem);
-    if (!(log = GyroLog::open(o.gyro, &error))) return fail(error);
+    if (!(log = GyroLog::open(o.gyro))) return 1;  // the parser has named the file and line
     if (!o.gyroOrientation.empty()) log->setOrientation(o.gyroOrientation);
   }
 

@@ -73,11 +73,8 @@ int run(const Options& o) {
     return 1;
   }
   std::string error;
-  auto log = GyroLog::open(o.gyro, &error);
-  if (!log) {
-    fail(error);
-    return 1;
-  }
+  auto log = GyroLog::open(o.gyro);
+  if (!log) return 1;  // the parser has named the file and line
   VideoFrameMotion motion;
   if (!measureVideoFrameMotion(o.video, o.seconds, &motion, &error)) {
     fail(error);
