@@ -87,7 +87,8 @@ class SynthesisGpuTest : public test::GlContextTest {
 };
 
 // The mean of the frames in levels, each channel that lies more than 0.2
-// (51 levels) from the first frame's replaced by the first frame's.
+// (51 levels) from the median of the first frame's 3 x 3 neighbourhood, or
+// more than 0.3 from the first frame's own value, replaced by the latter.
 TEST_P(SynthesisGpuTest, MergeIsTheOutlierRejectingMeanOfTheFrames) {
   const int W = 96, H = 64;
   const auto first = midFrame(W, H, 1);
@@ -101,16 +102,23 @@ TEST_P(SynthesisGpuTest, MergeIsTheOutlierRejectingMeanOfTheFrames) {
   int rejected = 0;
   const int compared = test::comparePicture(test::pictureOf(*result), [&](int x, int y, int c) -> double {
     if (c == 3) return 255;
+    int around[9];
+    for (int i = 0; i < 9; ++i) {
+      around[i] = first->row(std::clamp(y + i / 3 - 1, 0, H - 1))[std::clamp(x + i % 3 - 1, 0, W - 1) * 4 + c];
+    }
+    std::nth_element(around, around + 4, around + 9);
     double sum = 0;
     for (const auto& f : frames) {
       const int v = f->row(y)[x * 4 + c], r = first->row(y)[x * 4 + c];
-      const bool outlier = std::abs(v - r) > 51;
+      // Exactly 51 levels off lies on the threshold, where float rounding decides.
+      if (std::abs(v - around[4]) == 51) return NAN;
+      const bool outlier = std::abs(v - around[4]) > 51 || std::abs(v - r) > 76;
       rejected += outlier;
       sum += outlier ? r : v;
     }
     return sum / frames.size();
   }, 0.51, "merge");
-  EXPECT_EQ(compared, W * H * 4);
+  EXPECT_GT(compared, W * H * 4 * 9 / 10);
   EXPECT_GT(rejected, 40 * 25 * 3) << "the jumps must be rejected";
   EXPECT_FALSE(synthesis->isRunning());
   EXPECT_EQ(synthesis->denoiseTexs()[0], 0u) << "end frees the sums";
