@@ -6,9 +6,7 @@
 // renamed into place, so a failed run leaves no output file.
 #include <CLI/CLI.hpp>
 #include <stb_image.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -20,9 +18,10 @@
 #include "Commands.h"
 #include "common/BackgroundSource.h"
 #include "common/BlueScreenOptions.h"
-#include "common/FileChecks.h"
 #include "common/EffectOptions.h"
+#include "common/FileChecks.h"
 #include "common/FilterOptions.h"
+#include "common/TemporaryFile.h"
 #include "filters/CubeLookupTable.h"
 #include "filters/OrvoFilterDescriptor.h"
 #include "gpu/OrvoImageProcessor.h"
@@ -108,28 +107,19 @@ std::vector<std::string> missingResources(const Options& o) {
   return missing;
 }
 
-// Removes the temporary file unless it was renamed into place.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(std::string path) : path_(std::move(path)) {}
-  ~TemporaryFile() {
-    if (!kept_) std::remove(path_.c_str());
+// The rendered picture under a temporary name, then renamed into place;
+// false after one console line.
+bool writeResult(const PixelBuffer& result, TemporaryFile& temporary) {
+  std::string error;
+  if (!Image::fromPixelBuffer(result)->write(temporary.path())) {
+    fail("cannot write output '" + temporary.destination() + "'");
+    return false;
   }
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-  const std::string& path() const { return path_; }
-  void keep() { kept_ = true; }
-
- private:
-  std::string path_;
-  bool kept_ = false;
-};
-
-// The temporary name keeps the output's file name at its end, so the
-// extension still picks PNG or JPEG.
-std::string temporaryPathFor(const std::string& output) {
-  const fs::path out(output);
-  return (out.parent_path() / (".nudora-still-" + std::to_string(::getpid()) + "-" + out.filename().string())).string();
+  if (!temporary.commit(&error)) {
+    fail(error);
+    return false;
+  }
+  return true;
 }
 
 // The picture through the real-time processor's blue-screen path (the
@@ -200,11 +190,9 @@ int run(const Options& o) {
     fail("cannot write output '" + o.output + "': not a file name");
     return 1;
   }
-  TemporaryFile temporary(temporaryPathFor(o.output));
-  if (std::FILE* probe = std::fopen(temporary.path().c_str(), "wb")) {
-    std::fclose(probe);
-  } else {
-    fail("cannot write output '" + o.output + "': " + std::strerror(errno));
+  TemporaryFile temporary(o.output, "still");
+  if (std::string error; !temporary.probe(&error)) {
+    fail(error);
     return 1;
   }
 
@@ -221,16 +209,7 @@ int run(const Options& o) {
     std::shared_ptr<PixelBuffer> result;
     int api = 0;
     if (!renderBlueScreen(o, *image, watermark, &result, &api)) return 1;
-    if (!Image::fromPixelBuffer(*result)->write(temporary.path())) {
-      fail("cannot write output '" + o.output + "'");
-      return 1;
-    }
-    fs::rename(temporary.path(), o.output, ec);
-    if (ec) {
-      fail("cannot write output '" + o.output + "': " + ec.message());
-      return 1;
-    }
-    temporary.keep();
+    if (!writeResult(*result, temporary)) return 1;
     std::printf("still: %dx%d on API %d, blue screen type %lld -> %s\n", result->width(), result->height(), api,
                 static_cast<long long>(o.blueScreen.type), o.output.c_str());
     return 0;
@@ -275,16 +254,7 @@ int run(const Options& o) {
              : std::string("the picture could not be rendered; nothing written"));
     return 1;
   }
-  if (!Image::fromPixelBuffer(*result)->write(temporary.path())) {
-    fail("cannot write output '" + o.output + "'");
-    return 1;
-  }
-  fs::rename(temporary.path(), o.output, ec);
-  if (ec) {
-    fail("cannot write output '" + o.output + "': " + ec.message());
-    return 1;
-  }
-  temporary.keep();
+  if (!writeResult(*result, temporary)) return 1;
   std::printf("still: %dx%d on API %d -> %s\n", result->width(), result->height(), processor->context()->api(),
               o.output.c_str());
   return 0;

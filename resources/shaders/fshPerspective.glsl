@@ -1,4 +1,4 @@
-// Perspective: a keystone, as if the camera were tilted. One edge of the
+// Keystone, as if the camera were tilted. One edge of the
 // frame is magnified and the opposite edge kept, foreshortened like a real
 // tilt in between, so straight lines stay straight: with y measured from
 // the kept edge and d = 1 + k y, output (x, y) shows the picture at

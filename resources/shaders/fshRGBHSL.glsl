@@ -1,4 +1,5 @@
 // RGB <-> HSL, all channels in 0..1 (hue as a fraction of a turn).
+#prelude hue
 vec3 rgb2hsl(vec3 c) {
     float maxc = max(max(c.r, c.g), c.b);
     float minc = min(min(c.r, c.g), c.b);
@@ -8,15 +9,7 @@ vec3 rgb2hsl(vec3 c) {
         return vec3(0.0, 0.0, l);
     }
     float s = l > 0.5 ? d / (2.0 - maxc - minc) : d / (maxc + minc);
-    float h;
-    if (maxc == c.r) {
-        h = (c.g - c.b) / d + (c.g < c.b ? 6.0 : 0.0);
-    } else if (maxc == c.g) {
-        h = (c.b - c.r) / d + 2.0;
-    } else {
-        h = (c.r - c.g) / d + 4.0;
-    }
-    return vec3(h / 6.0, s, l);
+    return vec3(hueOf(c, maxc, minc), s, l);
 }
 
 float hue2rgb(float p, float q, float t) {

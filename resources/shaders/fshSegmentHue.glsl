@@ -6,6 +6,7 @@
 // only in part.
 // Out: rgb = 0, a = 1 - keyed (1 subject, 0 key hue).
 #prelude segment_inputs
+#prelude hue
 uniform float bgHue;
 uniform float threshold;
 uniform float invTresh;
@@ -17,15 +18,7 @@ void main() {
     float d = maxc - minc;
     float keyed = 0.0;
     if (d > 1e-4) {
-        float h;
-        if (maxc == c.r) {
-            h = (c.g - c.b) / d + (c.g < c.b ? 6.0 : 0.0);
-        } else if (maxc == c.g) {
-            h = (c.b - c.r) / d + 2.0;
-        } else {
-            h = (c.r - c.g) / d + 4.0;
-        }
-        float apart = abs(h / 6.0 - bgHue);
+        float apart = abs(hueOf(c, maxc, minc) - bgHue);
         apart = min(apart, 1.0 - apart);
         // Chroma rather than HSL saturation: dark noise has a high saturation.
         keyed = clamp(1.0 - apart * invTresh, 0.0, 1.0) * smoothstep(0.04, 0.16, d);
