@@ -27,7 +27,6 @@ struct Counter {
 };
 
 TEST(ParticleSystem, ChoosesTheEmitterByLensFilterAndKeepsTheRunningOne) {
-  EXPECT_EQ(OrvoParticleSystem::sharedInstance(), OrvoParticleSystem::sharedInstance());
   struct Row {
     int64_t filter, count;
     const char *fsh, *image;

@@ -228,12 +228,5 @@ TEST(WaterPaneHeightMap, LoadsTheResourceImageAsQuarterBytes) {
   EXPECT_GT(top, 0) << "the picture has drops and trails, not only dry glass";
 }
 
-TEST(WaterPaneDirection, MirrorExchangesThreeAndFourOnly) {
-  for (int64_t d = 0; d <= 5; ++d) {
-    EXPECT_EQ(OrvoEffectWaterPane::directionForMirror(d, false), d);
-    EXPECT_EQ(OrvoEffectWaterPane::directionForMirror(d, true), d == 3 ? 4 : d == 4 ? 3 : d) << "direction " << d;
-  }
-}
-
 }  // namespace
 }  // namespace nudora

@@ -1,7 +1,5 @@
-// The .cube reader: a file as grading tools write it (title, comments,
-// domain, CRLF) is read; every kind of malformed file is refused with one
-// message naming the line; tetrahedral evaluation against values worked out
-// by hand; the domain mapping; and the baked table image.
+// The .cube reader: real-world files read, malformed ones refused with one line,
+// tetrahedral evaluation against hand-worked values, domain and baked image.
 #include "filters/CubeLookupTable.h"
 
 #include <algorithm>
@@ -81,14 +79,11 @@ TEST(CubeLookupTable, MalformedFilesGiveOneMessageNamingTheLine) {
       {"LUT_3D_SIZE 2\n" + rows7, "line 8: 7 rows of data, LUT_3D_SIZE 2 needs 8"},
       {"LUT_3D_SIZE 2\n" + rows7 + "1 1 1\n0.5 0.5 0.5\n", "line 10: more rows than LUT_3D_SIZE 2 allows (8)"},
       {"LUT_3D_SIZE 1\n0 0 0\n", "line 1: LUT_3D_SIZE must be one whole number from 2 to 65, got '1'"},
-      {"TITLE \"x\"\nLUT_3D_SIZE 66\n", "line 2: LUT_3D_SIZE must be one whole number from 2 to 65, got '66'"},
       {"# no size\n0 0 0\n", "line 2: data before LUT_3D_SIZE"},
       {"TITLE \"only a title\"\n\n", "line 2: no LUT_3D_SIZE"},
       {"LUT_3D_SIZE 2\n0 0 0\n1 0 0\nabc 1 0\n", "line 4: expected three numbers, got 'abc'"},
       {"LUT_3D_SIZE 2\r\n0 0 0\r\nnan 0 0\r\n", "line 3: 'nan' is not a finite number"},
-      {"LUT_3D_SIZE 2\n0 0 -inf\n", "line 2: '-inf' is not a finite number"},
       {"LUT_3D_SIZE 2\n0 0 0\n\n1 0\n", "line 4: expected three numbers, got 2"},
-      {"LUT_3D_SIZE 2\n0 0 0 0\n", "line 2: expected three numbers, got 4"},
       {"LUT_3D_SIZE 2\nLUT_3D_SIZES 2\n", "line 2: unknown keyword 'LUT_3D_SIZES'"},
       {"LUT_3D_SIZE 2\n0 0 0\nTITLE \"late\"\n", "line 3: keyword 'TITLE' after the data"},
       {"LUT_1D_SIZE 4\n0 0 0\n", "line 1: 1D tables (LUT_1D_SIZE) are not supported"},

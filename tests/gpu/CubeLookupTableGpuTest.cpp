@@ -1,7 +1,5 @@
-// An imported .cube grade in the processor's pass, on ES 3 and ES 2: it
-// renders as the CPU evaluation of the same cube, alone at style 0 and in
-// place of a style's own table; a bad file after a good one changes nothing;
-// clearing brings the style's own table back.
+// An imported .cube grade on ES 3 and ES 2 against its CPU evaluation; a bad
+// file after a good one changes nothing; clearing restores the style's table.
 #include <algorithm>
 #include <sstream>
 

@@ -1,7 +1,5 @@
-// Film looks, light leaks and the anamorphic streak: grain, weave and
-// flicker follow the frame number and the grain tiles yet repeat exactly for
-// the same ones; a light leak is the screen of the graded colour and its
-// leak image; one small light streaks sideways in blue.
+// Film looks (grain, weave and flicker follow frame and tiles), light leaks
+// (screen of graded colour and leak image) and the anamorphic blue streak.
 #include <array>
 #include <string>
 

@@ -1,9 +1,5 @@
-// Geometry and blur lenses on ES 3 and ES 2: the coordinate lenses (mirrors,
-// funhouse, swirl, fish-eye, perspective) against a CPU reading of the same
-// mapping, and the vignette and spotlight against the same factors; the
-// position lenses (bokeh, tilt-shift) keeping sharp exactly where their
-// centre, radius and angle put the focus; and the denoise lens smoothing
-// noise without blurring an edge.
+// Geometry and blur lenses on ES 3 and ES 2 against CPU mappings and factors,
+// where bokeh and tilt-shift keep sharp, and the denoise lens keeping an edge.
 #include <array>
 #include <cmath>
 #include <functional>
@@ -99,7 +95,6 @@ TEST_P(LensGeometryTest, CoordinateLensesSampleWhereTheCpuMappingSays) {
   const std::vector<LensReference> cases = {
       {21, 0.5f, [](double u, double v, double, double) { return std::array{0.5 - std::abs(u - 0.5), v}; }, unscaled},
       {22, 0.5f, [](double u, double v, double, double) { return std::array{0.5 + std::abs(u - 0.5), v}; }, unscaled},
-      {44, 0.5f, [](double u, double v, double w, double h) { return swirlSource(u, v, w, h, 1.0); }, unscaled},
       {44, 1.0f, [](double u, double v, double w, double h) { return swirlSource(u, v, w, h, 2.0); }, unscaled},
       {5, 0.5f, fishEyeSource, fishEyeFactor},
       {3, 0.5f, [](double u, double v, double, double) { return perspectiveSource(u, v, 0.0); }, unscaled},
@@ -189,13 +184,11 @@ TEST_P(LensGeometryTest, BokehAndTiltShiftKeepSharpWhereCentreRadiusAndAngleSay)
       // Bokeh: the sharp circle follows the centre, and a point 0.35 of the
       // height below it is inside the widest circle but not the smallest.
       {1, {0.3, 0.5}, 0.25f, 0.0f, {0.3, 0.5}, {0.75, 0.5}},
-      {1, {0.7, 0.5}, 0.25f, 0.0f, {0.7, 0.5}, {0.25, 0.5}},
       {1, {0.5, 0.4}, 0.45f, 0.0f, {0.5, 0.75}, {0.05, 0.1}},
       {1, {0.5, 0.4}, 0.125f, 0.0f, {0.5, 0.4}, {0.5, 0.75}},
       // Tilt-shift: a horizontal band through the centre, moved up and down;
       // a quarter turn makes it vertical; the half-width follows the radius.
       {2, {0.5, 0.3}, 0.25f, 0.0f, {0.1, 0.3}, {0.5, 0.75}},
-      {2, {0.5, 0.7}, 0.25f, 0.0f, {0.9, 0.7}, {0.5, 0.25}},
       {2, {0.3, 0.5}, 0.25f, static_cast<float>(quarterTurn), {0.3, 0.15}, {0.7, 0.5}},
       {2, {0.5, 0.5}, 0.45f, 0.0f, {0.5, 0.68}, {0.5, 0.05}},
       {2, {0.5, 0.5}, 0.125f, 0.0f, {0.5, 0.5}, {0.5, 0.68}},
@@ -205,9 +198,7 @@ TEST_P(LensGeometryTest, BokehAndTiltShiftKeepSharpWhereCentreRadiusAndAngleSay)
     auto result = render(input, 0, k.lens);
     ASSERT_TRUE(result) << "lens " << k.lens;
     const test::Picture out = test::pictureOf(*result);
-    const std::string what = "lens " + std::to_string(k.lens) + " centre " + std::to_string(k.center.x) + "," +
-                             std::to_string(k.center.y) + " radius " + std::to_string(k.radius) + " angle " +
-                             std::to_string(k.angle);
+    const std::string what = "case " + std::to_string(&k - cases.data());
     EXPECT_GT(sharpness(out, in, k.sharp.x, k.sharp.y), 0.85) << what << ": blurred where it should be sharp";
     EXPECT_LT(sharpness(out, in, k.blurred.x, k.blurred.y), 0.45) << what << ": sharp where it should be blurred";
   }

@@ -45,9 +45,7 @@ TEST(OrvoBaseProcessorState, ParameterRulesWithoutAContext) {
   EXPECT_TRUE(fresh.needEffectFilter());
   EXPECT_FALSE(fresh.needMoreEffect());  // the lens alone is not more work
 
-  EXPECT_TRUE(OrvoBaseProcessor::isLarge(2401, 1080));
-  EXPECT_FALSE(OrvoBaseProcessor::isLarge(2400, 2400));
-
+  EXPECT_FALSE(OrvoBaseProcessor::isLarge(2400, 2400));  // 2401 wide is large: blur level 4 below
   EXPECT_FALSE(processor.renderPixelBuffer(nullptr, PixelBuffer::create(4, 4), false, false, 1));
   EXPECT_FALSE(processor.renderPixelBuffer(PixelBuffer::create(4, 4), PixelBuffer::create(4, 4), false, false, 1));
 }

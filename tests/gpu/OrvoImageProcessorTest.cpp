@@ -23,8 +23,6 @@ TEST(OrvoImageProcessorState, NullSampleReturnsWithoutWaitingForTheQueue) {
   OrvoImageProcessor processor;
   std::promise<void> hold;
   processor.queue().async([held = hold.get_future().share()] { held.wait(); });
-  // Were the call to wait on the held queue it could not finish before the
-  // hold is lifted; the guard lifts it to end the test either way.
   auto call = std::async(std::launch::async, [&] { processor.effectSampeBuffer(nullptr, false, false, 1); });
   const bool returned = call.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
   hold.set_value();

@@ -1,7 +1,5 @@
-// The style catalogue as a user meets it: every look draws on ES 3 and ES 2,
-// visibly changes a natural picture and differs from every other look; the
-// lookup-table sampling against a CPU reading of the table image; and the
-// identity fallback for a table that is not installed.
+// Every look draws on ES 3 and ES 2, changes the picture and differs from the
+// others; table sampling against the CPU; the identity for a missing table.
 #include <filesystem>
 #include <map>
 
@@ -47,9 +45,7 @@ TEST_P(StyleLookTest, LookupTableMatchesACpuReadingOfItsImageWithinOneStep) {
     const test::Picture reference = test::pictureOf(*table);
     auto result = render(input, style);
     ASSERT_TRUE(result);
-    // Frames are BGRA; the table answers in RGB. One level of sampling
-    // precision (llvmpipe filters with fixed-point weights) plus half a
-    // level of output rounding.
+    // Frames are BGRA, the table RGB; one level of sampling plus half of rounding.
     const test::Picture in = test::pictureOf(*input);
     test::comparePicture(test::pictureOf(*result), [&](int x, int y, int c) {
       if (c == 3) return static_cast<double>(NAN);

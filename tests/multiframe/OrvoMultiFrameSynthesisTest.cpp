@@ -14,12 +14,6 @@ namespace {
 
 using Synthesis = OrvoMultiFrameSynthesis;
 
-TEST(MultiFrameSynthesisCpu, PreviewSizesTruncate) {
-  EXPECT_EQ(Synthesis::previewSize(1920, 1080, 0.5f), std::make_pair(960, 540));
-  EXPECT_EQ(Synthesis::previewSize(1001, 333, 0.3f), std::make_pair(300, 99));  // 300.3, 99.9
-  EXPECT_EQ(Synthesis::previewSize(7, 5, 0.1f), std::make_pair(0, 0));
-}
-
 // A BGRA frame: `base` with every colour byte moved by up to +-noise, and
 // in the rectangle [x0, x1) x [y0, y1) moved by `jump` (an outlier).
 std::shared_ptr<PixelBuffer> variant(const PixelBuffer& base, int noise, uint32_t seed, int jump = 0, int x0 = 0,

@@ -70,10 +70,8 @@ TEST(DenoiserCpu, HistoryInputsFollowTheRingNewestFirstWithSummedShifts) {
 }
 
 TEST(DenoiserCpu, ShiftsFollowTheContentAndBlurrinessCountsOnlyPanAndTilt) {
-  // The current camera turned by a about image y from the previous one (a
-  // pan to the left) moves the content right by tan(a) f; turned about x (a
-  // tilt up) it moves the content down the rows: both shifts positive, the
-  // asymmetry of the conversion.
+  // A pan left (about image y) moves the content right by tan(a) f, a tilt up
+  // (about x) moves it down the rows: both shifts positive.
   const float a = 0.01f, f = 3.0f, sw = 4.0f, sh = 2.25f;
   const glm::quat pan = quaternionMake(0, std::sin(a / 2), 0, std::cos(a / 2));
   const glm::quat tilt = quaternionMake(std::sin(a / 2), 0, 0, std::cos(a / 2));
@@ -131,8 +129,7 @@ test::Picture noisyCopy(const test::Picture& p, int dx, int dy, double sigma, ui
   return out;
 }
 
-// Root mean square difference of the colour channels, leaving out a border
-// of `margin` texels.
+// RMS difference of the colour channels inside a border of `margin` texels.
 double rmsError(const test::Picture& a, const test::Picture& b, int margin) {
   double sum = 0;
   int n = 0;
@@ -174,18 +171,14 @@ TEST_P(DenoiserGpuTest, StaticNoisySequenceConvergesTowardsTheCleanPicture) {
     got = run(noisyCopy(clean, 0, 0, 10.0, 100 + k));
   }
   EXPECT_LT(rmsError(got, clean, 0), 10.0 / 2) << "at least 6 dB below the noise";
-  // The current value anchors the comparison, so where several frames
-  // drew noise of one sign a texel keeps more; none stays 3 sigma off (of
-  // the 70000 input values, dozens are).
+  // No texel stays 3 sigma off (dozens of the input values are).
   test::comparePicture(got, [&](int x, int y, int c) { return c == 3 ? 255.0 : clean.at(x, y, c); }, 30.0, "static");
   EXPECT_EQ(denoiser->numTex(), 8);
   EXPECT_EQ(denoiser->wrPos(), 0);
 }
 
-// The camera pans: the content moves 2 texels right a frame and the gyro's
-// rotation says so. The history, fetched where the content was, lines up
-// and averages the noise away (to about 4 levels); fetched the other way it
-// is rejected and the noise stays (about 10).
+// The content moves 2 texels right a frame and the gyro says so: history fetched
+// where the content was averages the noise away (about 4 levels, 10 if misaligned).
 TEST_P(DenoiserGpuTest, GyroShiftedHistoryLinesUpWithThePanningPicture) {
   const int W = 64, H = 48;
   const float focal = 60.0f;
@@ -201,9 +194,8 @@ TEST_P(DenoiserGpuTest, GyroShiftedHistoryLinesUpWithThePanningPicture) {
   EXPECT_LT(rmsError(got, want, 16), 10.0 / 2) << "history misaligned";
 }
 
-// An object's edge moves 3 texels a frame while the camera stands still
-// (zero shift): history that differs is rejected, so no trace of the edge's
-// earlier places shows, at high and at low contrast.
+// An edge moves 3 texels a frame under a still camera: differing history is
+// rejected, so no ghost shows at high or low contrast.
 TEST_P(DenoiserGpuTest, MovingEdgeLeavesNoGhost) {
   for (int contrast : {160, 60}) {
     SCOPED_TRACE(contrast);

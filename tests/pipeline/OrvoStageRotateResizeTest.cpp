@@ -1,6 +1,3 @@
-// The rotate-resize stage: uniform arithmetic against values worked out by
-// hand, and draws checked pixel by pixel against where each output pixel
-// must read the source (or the blurred copy) from.
 #include "pipeline/OrvoStageRotateResize.h"
 
 #include <functional>

@@ -1,5 +1,3 @@
-// The trailer stage: the animation curve at chosen times, the early returns,
-// and draws compared with a CPU evaluation of the trailer formula.
 #include "pipeline/OrvoStageTrailer.h"
 
 #include <tuple>
@@ -47,10 +45,8 @@ class OrvoStageTrailerDrawTest : public test::StageTest<OrvoStageTrailer> {
  protected:
   static constexpr int W = 64, H = 32;
 
-  // The trailer formula on the CPU for channel c of output pixel (x, y),
-  // written in output pixels: the card is a centred square of
-  // 0.8 * scale * min(W, H) pixels. NaN within half a pixel of the card's
-  // border, where the GPU's step may fall either way.
+  // The trailer formula on the CPU: the card is a centred square of 0.8 * scale * min(W, H) pixels.
+  // NaN within half a pixel of its border, where the GPU's step may fall either way.
   double reference(int x, int y, int c, float stopSec, int64_t o, bool mirror, bool mirrorResult,
                    const test::Picture& card) const {
     const OrvoTrailerWeights w = OrvoStageTrailer::weightsAt(stopSec);

@@ -1,5 +1,3 @@
-// The watermark stage: size and placement arithmetic without a GPU, and a
-// draw checked pixel by pixel against the rectangle that arithmetic gives.
 #include "pipeline/OrvoStageWatermark.h"
 
 #include "GpuTestSupport.h"

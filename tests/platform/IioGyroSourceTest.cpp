@@ -19,8 +19,7 @@ using test::ScopedEnv;
 
 namespace fs = std::filesystem;
 
-// Waits for a condition that the polling thread makes true; the limit only
-// keeps a broken build from hanging, it is no statement about speed.
+// Waits for the polling thread; the limit only keeps a broken build from hanging.
 bool eventually(const std::function<bool()>& condition) {
   auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (!condition()) {
@@ -38,8 +37,7 @@ class IioGyroSourceTest : public ::testing::Test {
     // An accelerometer that must not be mistaken for the gyro.
     write("iio:device0/name", "accel\n");
     write("iio:device0/in_accel_x_raw", "5\n");
-    // The gyro: (raw + offset) * scale = (0.11, -0.2, 0.05) in sensor axes,
-    // mounted turned a quarter about z: device = (-sensor y, sensor x, sensor z).
+    // The gyro: (raw + offset) * scale = (0.11, -0.2, 0.05), mounted as device = (-sensor y, sensor x, sensor z).
     write("iio:device1/name", "gyro-a\n");
     write("iio:device1/in_anglvel_x_raw", "100\n");
     write("iio:device1/in_anglvel_y_raw", "-200\n");
@@ -101,12 +99,10 @@ TEST_F(IioGyroSourceTest, FindsTheGyroAndHonoursTheEnvironmentOverride) {
 TEST_F(IioGyroSourceTest, ReadingAppliesOffsetScaleAndMountMatrix) {
   IioGyroSource source(root_);
   GyroData d;
-  double before = Clock::uptime();
+  const double before = Clock::uptime();
   ASSERT_TRUE(source.readNow(&d));
-  double after = Clock::uptime();
   expectXyz(d, 0.2, 0.11, 0.05, 1e-12);
-  EXPECT_GE(d.timestamp, before);
-  EXPECT_LE(d.timestamp, after);
+  EXPECT_TRUE(d.timestamp >= before && d.timestamp <= Clock::uptime());
 
   // A channel-specific matrix wins over the device-wide one (here: z flipped).
   write("iio:device1/in_anglvel_mount_matrix", "1, 0, 0; 0, 1, 0; 0, 0, -1");
@@ -131,12 +127,8 @@ TEST_F(IioGyroSourceTest, MalformedCalibrationFailsStartNamingTheFile) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.fragment);
     SetUp();  // a fresh tree for every case
-    std::string file = root_ + "/iio:device1/" + c.file;
-    if (c.text) {
-      write(std::string("iio:device1/") + c.file, c.text);
-    } else {
-      fs::remove(file);
-    }
+    if (c.text) write(std::string("iio:device1/") + c.file, c.text);
+    if (!c.text) fs::remove(root_ + "/iio:device1/" + c.file);
     ConsoleCapture console;
     IioGyroSource source(root_);
     EXPECT_FALSE(source.start(0.01, [](const GyroData&) {}));

@@ -1,6 +1,3 @@
-// The motion manager's delivery and stop guarantees, driven by host-pushed
-// readings so that every step is under the test's control.
-
 #include <atomic>
 #include <cmath>
 #include <functional>
@@ -23,8 +20,7 @@ class MotionManagerTest : public ::testing::Test {
  protected:
   void SetUp() override { manager_->setSource(host_); }
 
-  // A handler that records each reading and, on the first one, blocks until
-  // release() and then runs afterFirst.
+  // Records each reading; on the first, blocks until release_ and then runs afterFirst.
   void startBlockingOnFirst(std::function<void()> afterFirst = {}) {
     manager_->startGyroUpdates([this, afterFirst](const GyroData* d, const std::string*) {
       bool first;

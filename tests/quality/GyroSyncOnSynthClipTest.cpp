@@ -1,7 +1,5 @@
-// The gyro fit on real pictures: a synthetic clip whose log is written in
-// scrambled axes on a clock ahead of the video, its frame motion measured
-// from the decoded pictures as nudora sync measures it, and the fit must
-// find what synth says.
+// The gyro fit on a synthetic clip with scrambled axes and a clock offset,
+// measured from its decoded pictures, finds what synth used.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -47,9 +45,7 @@ TEST(GyroSyncOnSynthClip, FindsTheAxesClockOffsetAndReadoutSynthUsed) {
               result.quality, result.margin, result.pairsUsed);
   ASSERT_EQ(result.status, GyroVideoSync::Status::kOk) << result.message;
   EXPECT_EQ(result.orientation.text(), "yXz");
-  // The translations fix the centre row's delay, offset + readout / 2,
-  // tightly; the readout comes from the skews' size against the
-  // translations', and an error there moves the offset by half as much.
+  // The translations fix the centre row's delay tightly; the readout, from the skews, less so.
   EXPECT_NEAR(result.offset + result.readout / 2, 0.030 + 0.012, 0.0005);
   EXPECT_NEAR(result.offset, 0.030, 0.001);
   EXPECT_NEAR(result.readout, 0.024, 0.024 * 0.05);

@@ -3,14 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <random>
 
 namespace nudora {
 namespace {
 
-// Hand shake on each log axis: sines of 0.5..6 Hz. Its angle has a closed form,
-// so the measurements below do not share the library's integration.
+// Hand shake on each log axis: sines of 0.5..6 Hz, with a closed-form angle independent of the library.
 class Shake {
  public:
   // onlyAxis >= 0 moves that log axis only.
@@ -31,7 +29,7 @@ class Shake {
     for (const auto& w : waves_[axis]) s += w.a / w.w * (std::cos(w.w * t0 + w.p) - std::cos(w.w * t1 + w.p));
     return s;
   }
-  // A 200 Hz log from t0 to t1 (log time); by default covering the whole clip.
+  // A 200 Hz log from t0 to t1, by default covering the whole clip.
   std::vector<GyroLog::Reading> log(double t0 = -1.0, double t1 = 11.5) const {
     std::vector<GyroLog::Reading> out;
     for (double t = t0; t <= t1; t += 0.005) out.push_back({t, rate(0, t), rate(1, t), rate(2, t)});
@@ -52,10 +50,8 @@ struct Truth {
   bool focalKnown;
 };
 
-// 10 s at 30 fps as a tracker of the centred 80% of a 16:9 frame sees a pinhole
-// camera turn, plus noise: a pan by a moves (u, v) by f a (1 + u^2 / f^2), a tilt
-// by b by f b (1 + v^2 / f^2); each row is read at its own time, and a line
-// fitted down the rows gives the translation (centre row) and skew (slope).
+// 10 s at 30 fps as a tracker of the centred 80% of a 16:9 frame sees a turning pinhole camera, plus noise;
+// each row is read at its own time, and a line fitted down the rows gives translation and skew.
 std::vector<GyroVideoSync::FramePair> measure(const Shake& shake, const Truth& truth, unsigned seed) {
   GyroLog::Orientation o;
   EXPECT_TRUE(GyroLog::Orientation::parse(truth.orientation, &o));
@@ -153,8 +149,6 @@ TEST(GyroVideoSync, RecoversOrientationOffsetReadoutAndFocal) {
   for (const Truth& truth : truths) {
     const Shake shake(seed);
     const auto r = GyroVideoSync::fit(measure(shake, truth, seed++ + 100), shake.log(), optionsFor(truth));
-    std::printf("truth %s: found %s, quality %.5f, margin %.3f, %s\n", truth.orientation, r.orientation.text().c_str(),
-                r.quality, r.margin, GyroVideoSync::statusName(r.status));
     SCOPED_TRACE(truth.orientation);
     EXPECT_EQ(r.status, GyroVideoSync::Status::kOk) << r.message;
     EXPECT_EQ(r.orientation.text(), truth.orientation);
@@ -215,9 +209,7 @@ TEST(GyroVideoSync, ALogOfAnotherClipIsAPoorFitNeverAConfidentAnswer) {
     const Truth truth{"ZyX", 0.0, 0.020, 1000, 1080, false};
     const auto pairs = measure(Shake(seed), truth, seed);
     const auto r = GyroVideoSync::fit(pairs, Shake(seed + 50).log(), optionsFor(truth));
-    std::printf("other clip, seed %u: quality %.3f, margin %.3f, status %s\n", seed, r.quality, r.margin,
-                GyroVideoSync::statusName(r.status));
-    EXPECT_EQ(r.status, GyroVideoSync::Status::kPoorFit) << seed;
+    EXPECT_EQ(r.status, GyroVideoSync::Status::kPoorFit) << seed << ": quality " << r.quality << " margin " << r.margin;
   }
 }
 

@@ -45,8 +45,7 @@ test::Picture detailedPicture(int w, int h) {
   return p;
 }
 
-// Where output position (u, v) samples the input under warp rotation q
-// (sensor units in pixels: sw, sh the picture's size, cropping 1).
+// Where output position (u, v) samples the input under warp rotation q (sw, sh the picture's size in pixels).
 glm::dvec2 warpSource(const glm::dquat& q, double u, double v, double sw, double sh, double f) {
   const glm::dvec3 r = q * glm::dvec3((u - 0.5) * sw, (0.5 - v) * sh, -f);
   return {0.5 + f * r.x / -r.z / sw, 0.5 - f * r.y / -r.z / sh};
@@ -85,8 +84,7 @@ class AlignerGpuTest : public test::GlContextTest {
   std::unique_ptr<Aligner> aligner;
 };
 
-// Without the image comparison the warp renders the input through
-// invert(curQ), one rotation for every row.
+// Without the image comparison the warp renders the input through invert(curQ), one rotation for all rows.
 TEST_P(AlignerGpuTest, WarpMatchesTheCpuReprojection) {
   const int W = 160, H = 120;
   const double focal = 140;
@@ -107,8 +105,7 @@ TEST_P(AlignerGpuTest, WarpMatchesTheCpuReprojection) {
   EXPECT_GT(compared, W * H * 2);
 }
 
-// The reference holds the input seen through a known candidate correction
-// (3 steps right, 2 steps up the grid, after a rotation the gyro left): the
+// The reference is the input seen through a known candidate (3 right, 2 up, after a gyro rotation): the
 // scores must be lowest there and the correction must land on it.
 TEST_P(AlignerGpuTest, FindsAKnownMisalignment) {
   const int W = 320, H = 240, wantI = 8, wantJ = 3;
@@ -157,8 +154,7 @@ TEST_P(AlignerGpuTest, UpdateReferenceWithoutDigitalAdjustmentOnlyResetsTheRotat
   EXPECT_NE(read(aligner->refFrameTexture(), 4, 4).at(1, 1, 3), 0) << "now copied";
 }
 
-// With the gyro, enable returns only after the first reading, and gives up
-// (handing its share of the gyro back) when none comes in time.
+// With the gyro, enable waits for the first reading, and gives the gyro back when none comes in time.
 TEST_P(AlignerGpuTest, EnableWaitsForTheFirstGyroReadingWithinItsBound) {
   aligner->setUseGyro(true);
   test::ConsoleCapture console;

@@ -10,9 +10,7 @@
 namespace nudora {
 namespace {
 
-// A model of the ring kept as a plain chronological list: what the readings
-// should look like once stored, and the interval query as a search over that
-// list from its newest end.
+// The ring as a plain chronological list: stored readings, and the interval query searched from the newest end.
 struct ChronoModel {
   std::vector<OrvoMotionSample> s;  // oldest first, at most 256
   bool mirror = false;
@@ -120,10 +118,6 @@ TEST(OrvoMotionSampleRingBuffer, IntervalQueriesMatchChronologicalModelOverRando
 TEST(OrvoMotionSampleRingBuffer, RemapsAxesAndReplacesGlitches) {
   OrvoMotionSampleRingBuffer ring;
   OrvoMotionSample raw[256];
-  EXPECT_FALSE(ring.hasValidGyroData());
-  EXPECT_EQ(ring.getAllRawSamplesInto(raw), 0);
-  EXPECT_EQ(ring.getSamplesBetween(0.0, 1e9, raw, 1), 0);
-
   ring.enqueueOneSample(0.0, 6.0, 0.0, 1.0);  // glitch on an empty ring: zeros, stamp kept
   ring.enqueueOneSample(1.0, 2.0, 3.0, 2.0);
   ring.enqueueOneSample(0.0, 0.0, -5.5, 3.0);  // glitch: repeats the previous rates
@@ -160,7 +154,6 @@ TEST(OrvoMotionSampleRingBuffer, WrapsAtCapacityAndNeedsHistoryBeforeT0) {
 
   for (int i = 0; i < 10; ++i) ring.enqueueOneSample(0.0, -0.5 * i, 0.0, 1.0 + i);  // stamps 1..10, x = i / 2
   OrvoMotionSample out[256];
-  EXPECT_EQ(ring.getSamplesBetween(-5.0, 0.5, out, 1), 0);  // older than every reading
   EXPECT_EQ(ring.getSamplesBetween(3.5, 6.0, out, 1), 0);   // newest before t0 is s[2]: 2 < E + 2
   ASSERT_EQ(ring.getSamplesBetween(4.5, 10.5, out, 1), 8);  // s[3] .. s[9], then padding at t1
   EXPECT_EQ(out[0].timestamp, 4.0);

@@ -1,6 +1,5 @@
-// The min-max closing against a CPU maximum-then-minimum over the same 3x3
-// taps. Whole-pixel steps put every tap on a texel centre, where linear
-// filtering returns the texel itself, so the result must match exactly.
+// The min-max closing against a CPU max-then-min over the same 3x3 taps; taps on
+// texel centres make the match exact.
 #include "stages/OrvoStageMinMax.h"
 
 #include "GpuTestSupport.h"

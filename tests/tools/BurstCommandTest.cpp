@@ -1,7 +1,5 @@
-// `nudora synth --burst` and `nudora burst` run as programs: a small noisy
-// handheld burst merged with its gyro log and by the image alone comes out
-// clearly closer to the clean truth than the reference frame alone, and bad
-// input is turned away with one error line and no file left behind.
+// `nudora burst` on a synthetic noisy burst: merged with and without its gyro log
+// it beats the reference frame; bad input gets one error line and no file.
 #include <cmath>
 
 #include "ToolTestSupport.h"

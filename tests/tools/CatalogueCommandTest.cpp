@@ -1,7 +1,5 @@
-// `nudora styles` and `nudora lenses` as a user meets them: the lists name
-// every filter with what it needs, the contact sheet holds every look under
-// its label, --style and --lens take names as well as numbers, and the lens
-// parameters reach the lens.
+// `nudora styles` and `nudora lenses`: the lists, the contact sheet, filter
+// names for --style and --lens, and lens parameters reaching the lens.
 #include <gtest/gtest.h>
 
 #include "ToolTestSupport.h"

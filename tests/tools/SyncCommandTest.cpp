@@ -1,7 +1,5 @@
-// `nudora sync` as a user meets it: a clip whose log has unknown axes and a
-// clock offset gets the options that line them up, as text and as JSON, and
-// process --auto-sync uses them unless told otherwise; a log of another
-// clip and a missing file are refused, with a failing exit.
+// `nudora sync`: the options that line a log up with its clip, as text and JSON,
+// process --auto-sync using them unless told, and refusals.
 #include <gtest/gtest.h>
 
 #include "ToolTestSupport.h"
