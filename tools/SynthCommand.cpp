@@ -56,6 +56,7 @@ constexpr double kGyroNoise = 0.003;  // rad/s, white, per axis
 // The log runs on past the last frame's readout so that every frame is covered.
 constexpr double kGyroTail = 0.1;
 constexpr double kMaxNoise = 100.0;
+constexpr double kMaxLensBlur = 5.0;
 // Keeps the noise's random numbers apart from the scene's and the gyro's.
 constexpr uint64_t kNoiseStream = 0x6E6F697365ull;
 
@@ -78,6 +79,7 @@ struct Options {
   double noise = 0.0;  // levels at mid-grey; 0: none
   int burst = 0;       // frames of a still burst instead of a clip; 0: a clip
   double shake = 0.25; // a burst's hand shake, times the clip's
+  double lensBlur = 0.6;  // a burst's lens and pixel blur, pixels
 };
 
 void fail(const std::string& message) { std::fprintf(stderr, "nudora synth: %s\n", message.c_str()); }
@@ -165,6 +167,10 @@ int run(const Options& o) {
     fail("crf " + std::to_string(o.crf) + " must lie in 0..51");
     return 1;
   }
+  if (!(o.lensBlur >= 0.0 && o.lensBlur <= kMaxLensBlur)) {
+    fail("lens blur " + plain(o.lensBlur) + " must lie between 0 and " + plain(kMaxLensBlur) + " pixels");
+    return 1;
+  }
   if (!(o.noise >= 0.0 && o.noise <= kMaxNoise)) {
     fail("noise " + plain(o.noise) + " must lie between 0 and " + plain(kMaxNoise) + " levels");
     return 1;
@@ -183,7 +189,7 @@ int run(const Options& o) {
   const double focal = o.focalPx > 0.0 ? o.focalPx : 0.8 * width;
   if (o.burst > 0) {
     return writeSyntheticBurst(
-        {o.dir, width, height, o.burst, o.fps, o.readoutMs, focal, o.gyroRate, o.seed, o.noise, o.shake});
+        {o.dir, width, height, o.burst, o.fps, o.readoutMs, focal, o.gyroRate, o.seed, o.noise, o.shake, o.lensBlur});
   }
   const double readout = o.readoutMs / 1000.0;
   const bool lossless = o.lossless || !VideoWriter::hasH264Encoder();
@@ -373,6 +379,9 @@ void addSynthCommand(CLI::App& app) {
   cmd->add_option("--shake", options->shake,
                   "a burst's hand shake as a fraction of the clip's walking shake, held still without pans "
                   "(default 0.25)");
+  cmd->add_option("--lens-blur", options->lensBlur,
+                  "a burst's blur by lens and pixel, a Gaussian of this many pixels (default 0.6; 0: the scene's "
+                  "edges as sharp as its texels)");
   cmd->callback([options] { setExitCode(run(*options)); });
 }
 

@@ -87,7 +87,12 @@ int writeSyntheticBurst(const SyntheticBurstSettings& s) {
     }
   }
   const double margin = 8.0 / s.focalPx;
-  const SyntheticScene scene(s.seed, aMin - margin, aMax + margin, bMin - margin, bMax + margin, s.focalPx);
+  SyntheticScene scene(s.seed, aMin - margin, aMax + margin, bMin - margin, bMax + margin, s.focalPx);
+  // A camera's lens and pixels blur what they see; without it every edge
+  // of the pattern would be as sharp as one texel and alias differently at
+  // every sub-pixel position, which no resampling of one frame onto
+  // another can reproduce.
+  scene.blur(s.lensBlur);
 
   std::vector<std::unique_ptr<TemporaryFile>> files;
   auto file = [&](const std::string& name) -> TemporaryFile& {

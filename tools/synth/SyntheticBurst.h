@@ -5,7 +5,9 @@
 // presentation times and the clean truth of the first (reference) frame.
 // The camera is held still: no pans, and the clip's hand shake scaled down
 // (shake 1 is the walking clip's, about 10 deg/s per axis; the default
-// 0.25, about 2.6 deg/s, is a phone held out at arm's length).
+// 0.25, about 2.6 deg/s, is a phone held out at arm's length). The scene
+// is softened by a Gaussian of lensBlur pixels, as a lens and the pixels'
+// area soften a real camera's picture.
 //
 // Files in the folder: frame_000.png ... (the noisy frames, lossless),
 // truth.png (frame 0 without noise), gyro.gcsv (device-axis rates with a
@@ -31,6 +33,7 @@ struct SyntheticBurstSettings {
   uint64_t seed = 1;
   double noise = 0.0;  // levels at mid-grey, growing with the square root of the level
   double shake = 0.25;  // times the walking clip's hand shake
+  double lensBlur = 0.6;  // Gaussian sigma of lens and pixel, pixels
 };
 
 // Writes the burst; 0 on success, else 1 after one line on standard error.

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <thread>
+#include <vector>
 
+#include "common/EveryCore.h"
 #include "synth/SynthRandom.h"
 
 namespace nudora::tool {
@@ -145,11 +146,53 @@ SyntheticScene::SyntheticScene(uint64_t seed, double aMin, double aMax, double b
       }
     }
   };
-  const int threads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-  std::vector<std::thread> workers;
-  for (int t = 1; t < threads; ++t) workers.emplace_back(fill, t, threads);
-  fill(0, threads);
-  for (auto& w : workers) w.join();
+  onEveryCore(fill);
+}
+
+void SyntheticScene::blur(double sigma) {
+  if (!(sigma > 0.0)) return;
+  const int radius = static_cast<int>(std::ceil(3.0 * sigma));
+  std::vector<float> kernel(2 * radius + 1);
+  float total = 0.0f;
+  for (int k = -radius; k <= radius; ++k) {
+    total += kernel[k + radius] = static_cast<float>(std::exp(-0.5 * k * k / (sigma * sigma)));
+  }
+  for (float& k : kernel) k /= total;
+  // One pass along rows into floats, one down the columns back into bytes;
+  // the border texels continue beyond the edge.
+  std::vector<float> across(texels_.size());
+  auto alongRows = [&](int first, int step) {
+    for (int y = first; y < height_; y += step) {
+      const uint8_t* in = texels_.data() + static_cast<size_t>(y) * width_ * 4;
+      float* out = across.data() + static_cast<size_t>(y) * width_ * 4;
+      for (int x = 0; x < width_; ++x) {
+        for (int c = 0; c < 3; ++c) {
+          float s = 0.0f;
+          for (int k = -radius; k <= radius; ++k) {
+            s += kernel[k + radius] * in[std::clamp(x + k, 0, width_ - 1) * 4 + c];
+          }
+          out[x * 4 + c] = s;
+        }
+      }
+    }
+  };
+  auto downColumns = [&](int first, int step) {
+    for (int y = first; y < height_; y += step) {
+      uint8_t* out = texels_.data() + static_cast<size_t>(y) * width_ * 4;
+      for (int x = 0; x < width_; ++x) {
+        for (int c = 0; c < 3; ++c) {
+          float s = 0.0f;
+          for (int k = -radius; k <= radius; ++k) {
+            const size_t row = static_cast<size_t>(std::clamp(y + k, 0, height_ - 1));
+            s += kernel[k + radius] * across[(row * width_ + x) * 4 + c];
+          }
+          out[x * 4 + c] = static_cast<uint8_t>(std::clamp(std::lround(s), 0L, 255L));
+        }
+      }
+    }
+  };
+  onEveryCore(alongRows);
+  onEveryCore(downColumns);
 }
 
 bool SyntheticScene::project(const Rotation& q, const std::array<double, 3>& c, double* a, double* b) {
@@ -204,11 +247,7 @@ void SyntheticScene::render(PixelBuffer& out, double focalPx,
       }
     }
   };
-  const int threads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-  std::vector<std::thread> workers;
-  for (int t = 1; t < threads; ++t) workers.emplace_back(rows, t, threads);
-  rows(0, threads);
-  for (auto& worker : workers) worker.join();
+  onEveryCore(rows);
 }
 
 }  // namespace nudora::tool

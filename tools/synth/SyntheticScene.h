@@ -36,6 +36,11 @@ class SyntheticScene {
   // false when the ray points away from the plane.
   static bool project(const Rotation& q, const std::array<double, 3>& c, double* a, double* b);
 
+  // Softens the drawn pattern by a Gaussian of sigma texels, as a camera's
+  // lens and sensor soften what they see: one texel is one pixel at the
+  // centre of the frame.
+  void blur(double sigmaTexels);
+
   // The colour at a plane point, bilinear between texels; BGRA bytes.
   // Outside the drawn region the border texels continue.
   void sample(double a, double b, uint8_t bgra[4]) const;
