@@ -8,7 +8,10 @@
 // With a gyro log the frames are aligned as on the phone: the log is
 // replayed on the virtual clock up to each frame, the estimator's rotation
 // gives the start and the aligner's image comparison refines it. The
-// frames' times come from --frame-times (pictures) or from the video.
+// frames' times come from --frame-times (pictures) or from the video. The
+// aligner turns each frame as a whole; with a rolling-shutter readout
+// every later frame is first resampled on the CPU to bend as the first
+// frame does (ReadoutMatcher), so that one turn then fits all its rows.
 //
 // Without a log the aligner compares images alone, and its search reaches
 // only about five steps of 0.00036 (some 0.7 mrad, a few pixels) either
@@ -34,6 +37,7 @@
 
 #include "Commands.h"
 #include "common/FileChecks.h"
+#include "common/ReadoutMatcher.h"
 #include "common/TemporaryFile.h"
 #include "multiframe/OrvoMultiFrameSynthesis.h"
 #include "platform/Clock.h"
@@ -306,6 +310,21 @@ int run(const Options& o) {
     synthesis->frameAligner()->setUseGyro(true);
   }
 
+  // With a rolling shutter every frame gets the first frame's bend first
+  // (see ReadoutMatcher): the aligner turns a frame as a whole.
+  double matchSeconds = 0.0;
+  size_t matched = 0;
+  if (log && readout > 0.0) {
+    const double matchStarted = Clock::monotonic();
+    const ReadoutMatcher matcher(log, readout, delay, focal);
+    for (size_t i = 1; i < count; ++i) {
+      if (auto frame = matcher.match(*burst.frames[i], burst.times[i], burst.times[0])) {
+        burst.frames[i] = std::move(frame);
+        ++matched;
+      }
+    }
+    matchSeconds = Clock::monotonic() - matchStarted;
+  }
   const double started = Clock::monotonic();
   GrayImage reference;
   FrameMotionEstimator coarse;
@@ -341,13 +360,19 @@ int run(const Options& o) {
   auto image = Image::fromPixelBuffer(*merged);
   if (!image || !image->write(output.path())) return fail("cannot write '" + o.output + "'");
   if (!output.commit(&error)) return fail(error);
+  std::string how;
+  if (log) {
+    how = "the gyro log and the image";
+    if (readout > 0.0) {
+      how += " (rolling shutter of " + std::to_string(matched) + " of " + std::to_string(count - 1) +
+             " frames matched to the first in " + std::to_string(std::lround(matchSeconds * 1000.0)) + " ms)";
+    }
+  } else {
+    how = "the image alone (coarse shifts up to " + std::to_string(std::lround(largestShift)) + " px" +
+          (unmeasured ? ", " + std::to_string(unmeasured) + " frames too flat to measure" : "") + ")";
+  }
   std::printf("burst: %zu frames %dx%d merged in %.0f ms, aligned by %s -> %s\n", count, width, height,
-              seconds * 1000.0,
-              log ? "the gyro log and the image"
-                  : ("the image alone (coarse shifts up to " + std::to_string(std::lround(largestShift)) + " px" +
-                     (unmeasured ? ", " + std::to_string(unmeasured) + " frames too flat to measure" : "") + ")")
-                        .c_str(),
-              o.output.c_str());
+              seconds * 1000.0, how.c_str(), o.output.c_str());
   return 0;
 }
 
