@@ -22,7 +22,9 @@
 // aligner starts from: a shift of (dx, dy) pixels is the rotation
 // (dy / 2f, dx / 2f, 0, 1) at focal length f in pixels, and the measured
 // roll r (clockwise) adds r / 2 about the viewing axis, which the aligner's
-// search does not cover.
+// search does not cover. The same measurement gives the rolling-shutter
+// bend of the frame against the first (how much further its bottom row
+// moved than its top row); the frame is resampled to undo it first.
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -67,6 +69,10 @@ constexpr double kReplayMargin = 0.05;
 // The preview the estimator sees before a burst with a gyro log.
 constexpr double kPreviewSeconds = 3.0;
 constexpr double kPreviewInterval = 1.0 / 30.0;
+// Without a log, a measured rolling-shutter bend smaller than this (pixels
+// from the top row to the bottom) is left alone: resampling the frame would
+// soften it more than the bend costs.
+constexpr double kLeastBend = 0.1;
 
 struct Options {
   std::vector<std::string> inputs;
@@ -330,6 +336,7 @@ int run(const Options& o) {
   FrameMotionEstimator coarse;
   double largestShift = 0.0;
   int unmeasured = 0;
+  int unbentFrames = 0;
   synthesis->start();
   for (size_t i = 0; i < count; ++i) {
     if (source) {
@@ -338,6 +345,14 @@ int run(const Options& o) {
       reference = lumaOf(*burst.frames[0]);
     } else {
       const PairMotion m = coarse.measure(reference, lumaOf(*burst.frames[i]));
+      // The bend against the first frame, where there is one to undo.
+      if (m.valid && std::isfinite(m.skewX) && std::isfinite(m.skewY) &&
+          std::max(std::fabs(m.skewX), std::fabs(m.skewY)) >= kLeastBend) {
+        if (auto unbent = ReadoutMatcher::matchShear(*burst.frames[i], m.skewX, m.skewY)) {
+          burst.frames[i] = std::move(unbent);
+          ++unbentFrames;
+        }
+      }
       if (m.valid) {
         largestShift = std::max(largestShift, std::hypot(m.dx, m.dy));
         estimator->resetRotation();
@@ -369,7 +384,8 @@ int run(const Options& o) {
     }
   } else {
     how = "the image alone (coarse shifts up to " + std::to_string(std::lround(largestShift)) + " px" +
-          (unmeasured ? ", " + std::to_string(unmeasured) + " frames too flat to measure" : "") + ")";
+          (unmeasured ? ", " + std::to_string(unmeasured) + " frames too flat to measure" : "") +
+          (unbentFrames ? ", rolling-shutter bend undone in " + std::to_string(unbentFrames) + " frames" : "") + ")";
   }
   std::printf("burst: %zu frames %dx%d merged in %.0f ms, aligned by %s -> %s\n", count, width, height,
               seconds * 1000.0, how.c_str(), o.output.c_str());

@@ -90,5 +90,35 @@ TEST(ReadoutMatcher, GivesAFrameTheReferenceFramesBend) {
   EXPECT_FALSE(matcher.match(*shaken, t, -0.1)) << "a reference before its start";
 }
 
+// Without a log: a frame read during a pan leans; undoing the lean measured between its top and bottom rows
+// must give the frame as read all at once at its centre row's time.
+TEST(ReadoutMatcher, UndoesAShearAboutTheCentreRow) {
+  const int w = 200, h = 150;
+  SyntheticScene scene(5, -1.2, 1.2, -1.0, 1.0, kFocal);
+  scene.blur(0.6);
+  const Rotation pan = Rotation::fromVector({0.0, 0.5 * kReadout, 0.0});  // turned over the whole readout
+  auto rowTurn = [&](double row) {
+    const auto v = pan.toVector();
+    const double f = (row + 0.5) / h - 0.5;
+    return Rotation::fromVector({v[0] * f, v[1] * f, v[2] * f});
+  };
+  auto shaken = render(scene, w, h, [&](int row) { return rowTurn(row); });
+  auto global = render(scene, w, h, [&](int) { return Rotation{}; });
+  // Where the point straight ahead shows in the top and the bottom row's cameras.
+  auto column = [&](double row) {
+    const auto c = rowTurn(row).conjugate().rotate({0.0, 0.0, -1.0});
+    return kFocal * c[0] / -c[2];
+  };
+  const double shear = column(h - 1) - column(0);
+  ASSERT_GT(std::fabs(shear), 2.0);
+  auto unbent = ReadoutMatcher::matchShear(*shaken, shear * h / (h - 1), 0.0);
+  ASSERT_TRUE(unbent);
+  const double before = meanAbsDifference(*shaken, *global, 12);
+  const double after = meanAbsDifference(*unbent, *global, 12);
+  // A pan shifts the picture's sides more than its middle, which a shear leaves; the wrong sense, or a lean
+  // anchored at another row (a whole-frame shift of up to half the lean), would leave more than before.
+  EXPECT_LT(after, 0.35 * before);
+}
+
 }  // namespace
 }  // namespace nudora::tool

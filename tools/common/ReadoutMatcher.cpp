@@ -18,6 +18,23 @@ glm::dquat turn(const glm::dvec3& v) {
   return glm::angleAxis(angle, v / angle);
 }
 
+// Frame's colour at (sx, sy) in pixel-centre coordinates, bilinear, the
+// edge continued beyond the border; the frame is at least 2 x 2.
+void sampleBilinear(const PixelBuffer& frame, double sx, double sy, uint8_t* px) {
+  const int w = frame.width(), h = frame.height();
+  sx = std::clamp(sx, 0.0, w - 1.0);
+  sy = std::clamp(sy, 0.0, h - 1.0);
+  const int x0 = std::min(static_cast<int>(sx), w - 2), y0 = std::min(static_cast<int>(sy), h - 2);
+  const double fx = sx - x0, fy = sy - y0;
+  const uint8_t* p00 = frame.row(y0) + x0 * 4;
+  const uint8_t* p01 = frame.row(y0 + 1) + x0 * 4;
+  for (int c = 0; c < 4; ++c) {
+    const double top = p00[c] + (p00[c + 4] - p00[c]) * fx;
+    const double bottom = p01[c] + (p01[c + 4] - p01[c]) * fx;
+    px[c] = static_cast<uint8_t>(top + (bottom - top) * fy + 0.5);
+  }
+}
+
 }  // namespace
 
 ReadoutMatcher::ReadoutMatcher(std::shared_ptr<const GyroLog> log, double readoutSeconds, double delaySeconds,
@@ -73,18 +90,27 @@ std::shared_ptr<PixelBuffer> ReadoutMatcher::match(const PixelBuffer& frame, dou
       uint8_t* px = out->row(y);
       for (int x = 0; x < w; ++x, px += 4) {
         const glm::dvec3 s = base + ((x + 0.5 - w * 0.5) / focal_) * m[0];
-        const double sx = std::clamp(w * 0.5 + focal_ * s.x / -s.z - 0.5, 0.0, w - 1.0);
-        const double sy = std::clamp(h * 0.5 - focal_ * s.y / -s.z - 0.5, 0.0, h - 1.0);
-        const int x0 = std::min(static_cast<int>(sx), w - 2), y0 = std::min(static_cast<int>(sy), h - 2);
-        const double fx = sx - x0, fy = sy - y0;
-        const uint8_t* p00 = frame.row(y0) + x0 * 4;
-        const uint8_t* p01 = frame.row(y0 + 1) + x0 * 4;
-        for (int c = 0; c < 4; ++c) {
-          const double top = p00[c] + (p00[c + 4] - p00[c]) * fx;
-          const double bottom = p01[c] + (p01[c + 4] - p01[c]) * fx;
-          px[c] = static_cast<uint8_t>(top + (bottom - top) * fy + 0.5);
-        }
+        sampleBilinear(frame, w * 0.5 + focal_ * s.x / -s.z - 0.5, h * 0.5 - focal_ * s.y / -s.z - 0.5, px);
       }
+    }
+  });
+  return out;
+}
+
+}  // namespace nudora::tool
+
+namespace nudora::tool {
+
+std::shared_ptr<PixelBuffer> ReadoutMatcher::matchShear(const PixelBuffer& frame, double shearX, double stretchY) {
+  const int w = frame.width(), h = frame.height();
+  if (w < 2 || h < 2) return nullptr;
+  auto out = PixelBuffer::create(w, h);
+  if (!out) return nullptr;
+  onEveryCore([&](int first, int step) {
+    for (int y = first; y < h; y += step) {
+      const double along = (y + 0.5) / h - 0.5;
+      uint8_t* px = out->row(y);
+      for (int x = 0; x < w; ++x, px += 4) sampleBilinear(frame, x + shearX * along, y + stretchY * along, px);
     }
   });
   return out;

@@ -50,6 +50,12 @@ class ReadoutMatcher {
   // readouts.
   std::shared_ptr<PixelBuffer> match(const PixelBuffer& frame, double t, double t0) const;
 
+  // Without a log: frame resampled to undo a bend measured from the
+  // pictures, the content of its bottom row moved shearX pixels right and
+  // stretchY pixels down more than its top row's, against the reference;
+  // the centre row stays. Null for a frame under 2 x 2.
+  static std::shared_ptr<PixelBuffer> matchShear(const PixelBuffer& frame, double shearX, double stretchY);
+
   // True when the log holds readings from t to the end of its readout.
   bool covers(double t) const;
 
