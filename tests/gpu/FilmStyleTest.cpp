@@ -5,10 +5,8 @@
 
 #include "GpuTestSupport.h"
 #include "filters/OrvoFilterDescriptor.h"
-#include "gpu/OrvoImageProcessor.h"
 #include "gpu/OrvoProcessHelpers.h"
 #include "platform/Image.h"
-#include "platform/SampleBuffer.h"
 
 namespace nudora {
 namespace {
@@ -82,23 +80,19 @@ TEST_P(FilmProgramTest, GrainWeaveAndFlickerFollowFrameAndTilesYetRepeatForTheSa
   }
 }
 
-class FilmStyleTest : public test::ProcessorTest<OrvoImageProcessor> {
+class FilmStyleTest : public test::StillProcessorTest {
  protected:
-  test::Picture render(const std::shared_ptr<PixelBuffer>& picture, int64_t style, int64_t lens) {
-    processor_->setStyleFilter(style);
-    processor_->setLensFilter(lens);
-    processor_->effectSampeBuffer(SampleBuffer::create(picture, 0.0), false, false, 1);
-    const auto& result = processor_->resultPixelBuffer();
-    if (!processor_->rendered() || !result) return {};
-    return test::pictureOf(*result);
+  test::Picture renderPicture(const std::shared_ptr<PixelBuffer>& input, int64_t style, int64_t lens) {
+    auto result = render(input, style, lens);
+    return result ? test::pictureOf(*result) : test::Picture{};
   }
 };
 
 TEST_P(FilmStyleTest, ProcessorDrawsANewFilmFrameEveryPass) {
   auto picture = test::filledFrame(64, 36, 128);
-  const test::Picture first = render(picture, 42, 0);
+  const test::Picture first = renderPicture(picture, 42, 0);
   ASSERT_EQ(first.width, 64);
-  EXPECT_GE(meanDifference(first, render(picture, 42, 0)), 1.0);
+  EXPECT_GE(meanDifference(first, renderPicture(picture, 42, 0)), 1.0);
 }
 
 TEST_P(FilmStyleTest, LightLeakIsTheScreenOfTheGradedColourAndTheLeakImage) {
@@ -116,7 +110,7 @@ TEST_P(FilmStyleTest, LightLeakIsTheScreenOfTheGradedColourAndTheLeakImage) {
     const test::Picture table = resourcePicture(*catalogue->getStyleFilter3DLUTImageName(style));
     const test::Picture leak = resourcePicture(*catalogue->getStyleAuxilaryName(style));
     ASSERT_GT(leak.width, 0) << "style " << style << " has no leak image";
-    const test::Picture result = render(picture, style, 0);
+    const test::Picture result = renderPicture(picture, style, 0);
     ASSERT_EQ(result.width, kWidth);
     // Frames are BGRA, the table and the leak RGBA; the leak is stretched to the frame.
     double brightening = 0;
@@ -138,7 +132,7 @@ TEST_P(FilmStyleTest, AnamorphicSpreadsOneSmallLightIntoAWideBlueStreak) {
   constexpr int kWidth = 160, kHeight = 90, kBackground = 20;
   auto picture = test::filledFrame(kWidth, kHeight, kBackground);
   for (int y = 44; y < 47; ++y) std::fill_n(picture->row(y) + 79 * 4, 3 * 4, 255);
-  const test::Picture result = render(picture, 0, 12);
+  const test::Picture result = renderPicture(picture, 0, 12);
   ASSERT_EQ(result.width, kWidth);
   int left = kWidth, right = -1, top = kHeight, bottom = -1;
   for (int y = 0; y < kHeight; ++y) {

@@ -43,19 +43,12 @@ class ImageProcessorTest : public test::ProcessorTest<OrvoImageProcessor> {
   }
 };
 
-TEST_P(ImageProcessorTest, NoFilterGivesTheInputBackExactly) {
+// Without a filter every frame comes back exactly, padded rows included.
+TEST_P(ImageProcessorTest, NoFilterGivesTheInputBackAndBuffersAreRemadeOncePerSizeChange) {
   // 50 pixels wide: our rows hold 256 bytes, the padded frame's 212.
-  for (size_t padding : {0, 12}) {
-    auto sample = frame(50, 30, 1, padding);
+  for (auto sample : {frame(50, 30, 1, 12), frame(50, 30, 2), frame(20, 36, 5), frame(20, 36, 6)}) {
     processor_->effectSampeBuffer(sample, false, false, 1);
-    EXPECT_EQ(resultDifference(*sample), 0) << "padding " << padding;
-  }
-}
-
-TEST_P(ImageProcessorTest, BuffersAreRemadeOncePerSizeChange) {
-  for (auto sample : {frame(32, 24, 3), frame(32, 24, 4), frame(20, 36, 5), frame(20, 36, 6)}) {
-    processor_->effectSampeBuffer(sample, false, false, 1);
-    EXPECT_EQ(resultDifference(*sample), 0);
+    EXPECT_EQ(resultDifference(*sample), 0) << sample->imageBuffer()->width();
   }
   EXPECT_EQ(processor_->inputAllocationCount(), 2);
   EXPECT_EQ(processor_->resultAllocationCount(), 2);

@@ -104,17 +104,6 @@ TEST_P(ProgramTest, EveryCatalogueRowAndFrameCombinationBuilds) {
   EXPECT_EQ(console.text(), "");
 }
 
-TEST_P(ProgramTest, SynthesisProgramsLinkWithTheEs3VertexShader) {
-  if (!es3()) GTEST_SKIP() << "synthesis programs are ES 3 only";
-  ConsoleCapture console;
-  for (int64_t type : {0, 1, 2, 3, 9}) {
-    GLuint program = OrvoProcessHelpers::loadSynthesizerShaderWithsynthesisType(type);
-    EXPECT_NE(program, 0u) << "type " << type;
-    OrvoProcessHelpers::deleteProgram(&program);
-  }
-  EXPECT_EQ(console.text(), "");
-}
-
 TEST_P(ProgramTest, EveryStandAlonePieceCompilesFromPlainAndEncipheredStorage) {
   ConsoleCapture console;
   const std::string suffix = "_GLES1";

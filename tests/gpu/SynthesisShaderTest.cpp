@@ -126,6 +126,8 @@ class SynthesisShaderTest : public test::GlContextTest {
 };
 
 TEST_P(SynthesisShaderTest, PlainBodiesAddAverageDarkenAndLightenPerChannel) {
+  // Unknown types get the frame without a body, which must link too.
+  for (int64_t type : {0, 9}) typeProgram(type);
   const Picture built = test::randomPicture(kWidth, kHeight, 11), frame = test::randomPicture(kWidth, kHeight, 12);
   // Random bytes overflow under add on about half the values: the tail clamps them at white.
   const std::pair<const char*, Merge> bodies[] = {

@@ -8,7 +8,6 @@
 #include <random>
 #include <vector>
 
-#include "quality/ShakeStatistics.h"
 #include "stabilization/FrameMotionEstimator.h"
 #include "stabilization/VideoMotionMeasurer.h"
 
@@ -164,34 +163,6 @@ TEST(FrameMotionEstimator, MeasuresRollingShutterSkewWithinTenPercent) {
     EXPECT_NEAR(v->skewY, expectY, 0.1 * std::abs(expectY)) << "pair " << n;
     EXPECT_NEAR(v->skewX, 0.0, 0.05 * std::abs(expectY)) << "pair " << n;
   }
-}
-
-// Measured from frames, a shaky pan scores the residual shake of its true path.
-TEST(FrameMotionEstimator, ShakeMeasuredFromFramesMatchesTheTruePath) {
-  Scene scene(31);
-  const double fps = 30.0;
-  FrameMotionEstimator estimator;
-  std::vector<PairMotion> measured, truth;
-  auto position = [&](int n) {
-    double t = n / fps;
-    return std::make_pair(1.5 * n + 3.0 * std::sin(2.0 * kPi * 4.0 * t), 2.0 * std::sin(2.0 * kPi * 2.5 * t + 1.0));
-  };
-  for (int n = 0; n < 90; ++n) {
-    auto [x, y] = position(n);
-    if (auto m = estimator.addFrame(scene.shifted(240, 180, x, y))) measured.push_back(*m);
-    if (n > 0) {
-      truth.push_back(PairMotion{});
-      truth.back().valid = true;
-      truth.back().dx = x - position(n - 1).first;
-      truth.back().dy = y - position(n - 1).second;
-    }
-  }
-  ShakeSummary got = ShakeStatistics::summarize(measured, fps);
-  ShakeSummary want = ShakeStatistics::summarize(truth, fps);
-  EXPECT_EQ(got.frames, 90);
-  EXPECT_NEAR(got.hfRmsX, want.hfRmsX, 0.05 * want.hfRmsX);
-  EXPECT_NEAR(got.hfRmsY, want.hfRmsY, 0.05 * want.hfRmsY);
-  EXPECT_LT(got.skewRms, 0.05 * got.hfRms);
 }
 
 // Pairs stamped with the host's own (uneven) frame times; a bad frame is refused without breaking the sequence.

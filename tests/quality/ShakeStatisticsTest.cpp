@@ -38,17 +38,13 @@ double closedForm(double amplitude, double hz) {
 
 TEST(ShakeStatistics, SmoothPansHaveNoShake) {
   // A straight pan is followed exactly, ends included.
-  ShakeSummary straight =
-      ShakeStatistics::summarize(steps(
-                                     300, [](int n) { return 4.0 * n; }, [](int n) { return -1.5 * n; }),
-                                 kFps, kSigma);
+  auto straight = ShakeStatistics::summarize(steps(300, [](int n) { return 4.0 * n; }, [](int n) { return -1.5 * n; }),
+                                            kFps, kSigma);
   EXPECT_NEAR(straight.hfRms, 0.0, 1e-9);
   // A slow swing (0.2 Hz, 40 px) leaves about 0.04 px; 1 px at 5 Hz scores 0.7.
-  ShakeSummary swing =
-      ShakeStatistics::summarize(steps(
-                                     450, [](int n) { return 2.0 * n + 40.0 * std::sin(2.0 * kPi * 0.2 * n / kFps); },
-                                     [](int n) { return 20.0 * std::cos(2.0 * kPi * 0.15 * n / kFps); }),
-                                 kFps, kSigma);
+  auto swingX = [](int n) { return 2.0 * n + 40.0 * std::sin(2.0 * kPi * 0.2 * n / kFps); };
+  auto swingY = [](int n) { return 20.0 * std::cos(2.0 * kPi * 0.15 * n / kFps); };
+  auto swing = ShakeStatistics::summarize(steps(450, swingX, swingY), kFps, kSigma);
   EXPECT_LT(swing.hfRms, 0.05);
   // The smoothed path keeps the swing (RMS of A sin about A / sqrt 2).
   EXPECT_GT(swing.lfRms, 40.0 / std::sqrt(2.0));
