@@ -1,3 +1,4 @@
+#piece fshPerspective
 // Keystone, as if the camera were tilted. One edge of the
 // frame is magnified and the opposite edge kept, foreshortened like a real
 // tilt in between, so straight lines stay straight: with y measured from
