@@ -6,6 +6,7 @@
 
 #include <glm/gtc/matrix_transform.hpp>
 
+#include "common/BgraSampling.h"
 #include "common/EveryCore.h"
 
 namespace nudora::tool {
@@ -18,21 +19,9 @@ glm::dquat turn(const glm::dvec3& v) {
   return glm::angleAxis(angle, v / angle);
 }
 
-// Frame's colour at (sx, sy) in pixel-centre coordinates, bilinear, the
-// edge continued beyond the border; the frame is at least 2 x 2.
+// Frame's colour at (sx, sy) in pixel-centre coordinates.
 void sampleBilinear(const PixelBuffer& frame, double sx, double sy, uint8_t* px) {
-  const int w = frame.width(), h = frame.height();
-  sx = std::clamp(sx, 0.0, w - 1.0);
-  sy = std::clamp(sy, 0.0, h - 1.0);
-  const int x0 = std::min(static_cast<int>(sx), w - 2), y0 = std::min(static_cast<int>(sy), h - 2);
-  const double fx = sx - x0, fy = sy - y0;
-  const uint8_t* p00 = frame.row(y0) + x0 * 4;
-  const uint8_t* p01 = frame.row(y0 + 1) + x0 * 4;
-  for (int c = 0; c < 4; ++c) {
-    const double top = p00[c] + (p00[c + 4] - p00[c]) * fx;
-    const double bottom = p01[c] + (p01[c + 4] - p01[c]) * fx;
-    px[c] = static_cast<uint8_t>(top + (bottom - top) * fy + 0.5);
-  }
+  sampleBgraBilinear(frame.baseAddress(), frame.bytesPerRow(), frame.width(), frame.height(), sx, sy, px);
 }
 
 }  // namespace
@@ -59,12 +48,8 @@ glm::dvec3 ReadoutMatcher::rateAt(double t, size_t* hint) const {
 
 std::vector<glm::dquat> ReadoutMatcher::rowTurns(double t, int rows) const {
   std::vector<glm::dquat> turns(static_cast<size_t>(std::max(rows, 1)), glm::dquat(1.0, 0.0, 0.0, 0.0));
-  const auto& readings = log_->readings();
   const double start = t + delay_, step = readout_ / std::max(rows, 1);
-  size_t hint = static_cast<size_t>(
-      std::max<std::ptrdiff_t>(0, std::upper_bound(readings.begin(), readings.end(), start,
-                                                   [](double v, const GyroLog::Reading& r) { return v < r.t; }) -
-                                      readings.begin() - 1));
+  size_t hint = 0;  // rateAt walks on from here
   glm::dquat q(1.0, 0.0, 0.0, 0.0);
   for (int r = 1; r < rows; ++r) {
     // The body rate turns by right-multiplication; the rate at the step's
@@ -96,10 +81,6 @@ std::shared_ptr<PixelBuffer> ReadoutMatcher::match(const PixelBuffer& frame, dou
   });
   return out;
 }
-
-}  // namespace nudora::tool
-
-namespace nudora::tool {
 
 std::shared_ptr<PixelBuffer> ReadoutMatcher::matchShear(const PixelBuffer& frame, double shearX, double stretchY) {
   const int w = frame.width(), h = frame.height();

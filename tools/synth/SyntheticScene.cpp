@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "common/BgraSampling.h"
 #include "common/EveryCore.h"
 #include "synth/SynthRandom.h"
 
@@ -204,19 +205,8 @@ bool SyntheticScene::project(const Rotation& q, const std::array<double, 3>& c, 
 }
 
 void SyntheticScene::sample(double a, double b, uint8_t bgra[4]) const {
-  const double tx = std::clamp((a - aMin_) * density_ - 0.5, 0.0, width_ - 1.0);
-  const double ty = std::clamp((bMax_ - b) * density_ - 0.5, 0.0, height_ - 1.0);
-  const int x0 = std::min(static_cast<int>(tx), width_ - 2), y0 = std::min(static_cast<int>(ty), height_ - 2);
-  const double fx = tx - x0, fy = ty - y0;
-  const uint8_t* p00 = texels_.data() + (static_cast<size_t>(y0) * width_ + x0) * 4;
-  const uint8_t* p10 = p00 + 4;
-  const uint8_t* p01 = p00 + static_cast<size_t>(width_) * 4;
-  const uint8_t* p11 = p01 + 4;
-  for (int c = 0; c < 4; ++c) {
-    const double top = p00[c] + (p10[c] - p00[c]) * fx;
-    const double bottom = p01[c] + (p11[c] - p01[c]) * fx;
-    bgra[c] = static_cast<uint8_t>(top + (bottom - top) * fy + 0.5);
-  }
+  sampleBgraBilinear(texels_.data(), static_cast<size_t>(width_) * 4, width_, height_, (a - aMin_) * density_ - 0.5,
+                     (bMax_ - b) * density_ - 0.5, bgra);
 }
 
 void SyntheticScene::render(PixelBuffer& out, double focalPx,
